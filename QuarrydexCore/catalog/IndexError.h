@@ -1,0 +1,29 @@
+/// What the throwing operations of a catalogue report.
+#pragma once
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+
+namespace quarrydex {
+
+class IndexError : public std::runtime_error {
+  public:
+    enum class Case : std::uint8_t { cannotOpen };
+
+    /// `path` could not be opened as a folder; `error` is the errno, 0 when unknown.
+    static IndexError cannotOpen(std::string path, int error);
+
+    [[nodiscard]] Case kind() const { return kind_; }
+
+    [[nodiscard]] const std::string& path() const { return path_; }
+
+  private:
+    IndexError(Case kind, std::string path, const std::string& message)
+        : std::runtime_error(message), kind_(kind), path_(std::move(path)) {}
+
+    Case kind_;
+    std::string path_;
+};
+
+} // namespace quarrydex

@@ -1,0 +1,45 @@
+/// A kept order of entry ids.
+#pragma once
+
+#include "QuarrydexCore/base/Bits.h"
+#include "QuarrydexCore/base/EntryId.h"
+
+#include <memory>
+#include <span>
+#include <vector>
+
+namespace quarrydex {
+
+/// Ids in key order, ascending; equal keys by ascending id. Read-only once built, so copies share
+/// it freely between threads. Root entries never stand in an order; deleted ones do.
+class Perm {
+  public:
+    Perm() = default;
+
+    explicit Perm(std::vector<EntryId> ids)
+        : owned_(std::make_shared<const std::vector<EntryId>>(std::move(ids))), ids_(*owned_) {}
+
+    [[nodiscard]] std::size_t count() const { return ids_.size(); }
+
+    [[nodiscard]] std::span<const EntryId> ids() const { return ids_; }
+
+  private:
+    std::shared_ptr<const std::vector<EntryId>> owned_;
+    std::span<const EntryId> ids_; ///< into owned_
+};
+
+/// A kept order with what it no longer covers. Its order holds for covered entries that have not
+/// moved; everything else a consumer places itself.
+struct PermEntry {
+    std::uint32_t covers{};   ///< it orders the ids below this
+    Perm perm;
+    BitWords moved;           ///< bit id: a covered entry whose value changed since; may be empty
+    std::size_t movedCount{}; ///< bits set in moved
+    /// Bit i: row i of perm has the same key as row i − 1. Lets a descending walk keep equal keys
+    /// in ascending id order without looking at a key. Empty for path, whose keys are all distinct.
+    std::shared_ptr<const BitWords> equalToPrevious;
+    /// rank[id] = position of id in perm, for name alone; null until it has been built.
+    std::shared_ptr<const std::vector<std::uint32_t>> rank;
+};
+
+} // namespace quarrydex

@@ -1,0 +1,18 @@
+/// Everything below the seam, in one struct. A new system is a new folder beside linux/ that
+/// defines systemPlatform(); nothing else of the program includes that folder.
+#pragma once
+
+#include "QuarrydexCore/platform/Clock.h"
+#include "QuarrydexCore/platform/DirReader.h"
+
+namespace quarrydex {
+
+struct Platform {
+    const DirReader& dirReader;
+    const Clock& clock;
+};
+
+/// The system this program was built for. The objects live as long as the process. Any thread.
+[[nodiscard]] const Platform& systemPlatform();
+
+} // namespace quarrydex

@@ -33,7 +33,7 @@ struct AudioCond {
     /// per minute, milliseconds, year, Hz, bits, channels.
     std::int64_t lo = std::numeric_limits<std::int64_t>::min();
     std::int64_t hi = std::numeric_limits<std::int64_t>::max();
-    std::string text; ///< what a text condition looks for
+    std::string text{}; ///< what a text condition looks for
     bool flag{};      ///< what a lossless condition wants
 
     [[nodiscard]] bool isText() const { return field >= Field::artist; }

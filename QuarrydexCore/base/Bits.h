@@ -24,6 +24,14 @@ inline void setBit(std::span<std::uint64_t> words, std::size_t bit) {
     words[bit / 64] |= std::uint64_t{1} << (bit % 64);
 }
 
+/// Sets bits 0 … count − 1 and clears the rest of the word they end in; further words are left.
+inline void fillBits(std::span<std::uint64_t> words, std::size_t count) {
+    for (std::size_t i = 0; i < count / 64; ++i)
+        words[i] = ~std::uint64_t{0};
+    if (count % 64 != 0)
+        words[count / 64] = (std::uint64_t{1} << (count % 64)) - 1;
+}
+
 /// Number of bits set.
 inline std::size_t countBits(std::span<const std::uint64_t> words) {
     std::size_t total = 0;

@@ -53,7 +53,8 @@ class Searcher {
     [[nodiscard]] static std::uint8_t excludeMask(std::span<const Term> terms, bool showJunk);
 
     /// The id ranges [first, last) that are evaluated in parallel.
-    [[nodiscard]] std::vector<std::pair<std::uint32_t, std::uint32_t>> chunks(std::uint32_t n) const;
+    [[nodiscard]] std::vector<std::pair<std::uint32_t, std::uint32_t>>
+    chunks(std::uint32_t n) const;
 
     /// Two ascending id lists as one, without duplicates.
     [[nodiscard]] static std::vector<EntryId> union_(std::span<const EntryId> a,

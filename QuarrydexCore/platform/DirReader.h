@@ -5,7 +5,9 @@
 /// with its own DirListing. Errors: errno values as results; nothing throws, nothing is logged.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,7 +33,8 @@ struct DirChild {
 /// Reuse one object for many folders: the buffers stay allocated.
 struct DirListing {
     std::vector<DirChild> children;
-    std::string names; ///< every name followed by a NUL
+    std::string names;                    ///< every name followed by a NUL
+    std::unique_ptr<std::byte[]> scratch; ///< the reader's own buffer, kept between folders
 
     [[nodiscard]] std::string_view name(const DirChild& child) const {
         return {names.data() + child.nameOffset, child.nameLength};
@@ -55,14 +58,19 @@ struct PathStatus {
 
 class DirReader {
   public:
+    struct ListOptions {
+        std::uint64_t device = 0; ///< of the scanned tree, for systems that cannot tell a mount
+                                  ///< point otherwise
+        bool followLink = false;  ///< the path itself may be a link to a folder
+    };
+
     virtual ~DirReader() = default;
 
-    /// Reads the folder. `device` is the number of the device of the scanned tree, for systems that
-    /// cannot tell a mount point otherwise. A child that vanishes meanwhile is left out; one whose
-    /// attributes are refused is listed with its name and type and zeros.
+    /// Reads the folder. A child that vanishes meanwhile is left out; one whose attributes are
+    /// refused is listed with its name and type and zeros.
     /// Returns 0 or the errno of opening or reading; what was read before a failure stays in `out`.
-    [[nodiscard]] virtual int list(const std::string& path, std::uint64_t device,
-                                   DirListing& out) const = 0;
+    [[nodiscard]] virtual int
+    list(const std::string& path, ListOptions options, DirListing& out) const = 0;
 
     /// Examines one path, as lstat does. Returns 0 or an errno.
     [[nodiscard]] virtual int status(const std::string& path, PathStatus& out) const = 0;

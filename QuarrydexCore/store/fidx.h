@@ -3,8 +3,8 @@
 ///   entry id      0        1        2                    count
 ///   name_off   [  0   |    6   |   11   |  …        | heap bytes in use ]
 ///   names      [ /data\0 | Café\0… | notes.txt\0 …                     ]
-///   folded     [ /data\0 | cafe\1\0 | notes.txt\0 …                    ]  same offsets, same lengths
-///   parent     [ none | 0      | 0      | …                            ]
+///   folded     [ /data\0 | cafe\1\0 | notes.txt\0 …                    ]  same offsets
+///   parent     [ none   | 0       | 0           | …                    ]
 ///   size mtime ctime flags ext   one element an entry
 ///
 /// Memory: every column is reserved at its largest at creation, backed by the system when first
@@ -28,6 +28,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace quarrydex {
@@ -52,7 +53,7 @@ struct fidx {
     std::uint32_t* ctime;    ///< [maxEntries + 1] creation time, the same unit and clamp
     std::uint8_t* flags;     ///< [maxEntries + 1] EntryFlags
     std::uint16_t* ext;      ///< [maxEntries + 1] extension id, 0 = none
-    char (*ext_names)[fidx_ext_slot]; ///< [65,536] folded extension text, NUL-terminated
+    char (*ext_names)[fidx_ext_slot];     ///< [65,536] folded extension text, NUL-terminated
     std::atomic<std::uint32_t> ext_count; ///< next free extension id, 1 … 65,535
     std::atomic<std::uint32_t> count;     ///< entries whose columns are complete
     fidx_priv* priv;
@@ -60,11 +61,11 @@ struct fidx {
 
 /// One listed child, before it becomes an entry.
 struct fidx_record {
-    std::uint64_t size;
-    std::uint32_t name; ///< offset in both heaps of the listing
-    std::uint32_t mtime;
-    std::uint32_t ctime;
-    std::uint8_t flags; ///< EntryFlags, and 0x40 for a folder on another device
+    std::uint64_t size{};
+    std::uint32_t name{}; ///< offset in both heaps of the listing
+    std::uint32_t mtime{};
+    std::uint32_t ctime{};
+    std::uint8_t flags{}; ///< EntryFlags, and 0x40 for a folder on another device
 };
 
 /// One folder's recorded children with their name heaps (each name followed by a NUL).
@@ -76,13 +77,14 @@ struct fidx_listing {
 
 /// Counters of a scan, added to by every call that takes them.
 struct fidx_stats {
-    std::uint64_t files;  ///< regular files recorded
-    std::uint64_t dirs;   ///< folders recorded
-    std::uint64_t other;  ///< links and other objects recorded
-    std::uint64_t errors; ///< folders not opened or read (but for ENOENT), batches refused as full
-    std::uint64_t enoent; ///< folders that vanished before they could be read
-    std::uint64_t bytes;  ///< sum of the sizes of recorded regular files
-    std::uint64_t nested; ///< folders not entered because their path repeats itself
+    std::uint64_t files{}; ///< regular files recorded
+    std::uint64_t dirs{};  ///< folders recorded
+    std::uint64_t other{}; ///< links and other objects recorded
+    std::uint64_t
+        errors{}; ///< folders not opened or read (but for ENOENT), batches refused as full
+    std::uint64_t enoent{}; ///< folders that vanished before they could be read
+    std::uint64_t bytes{};  ///< sum of the sizes of recorded regular files
+    std::uint64_t nested{}; ///< folders not entered because their path repeats itself
 };
 
 // --- Life ---------------------------------------------------------------------------------------
@@ -111,17 +113,21 @@ void fidx_set_include_exts(fidx* store, std::span<const std::string> exts);
 // --- Appending and changing ----------------------------------------------------------------------
 
 /// Appends the chosen records of a listing, in the given order, as children of `parent`; bits 0x20
-/// and 0x80 of their flags are cleared and 0x20 is set again from the name. All or nothing.
+/// and 0x80 of their flags are cleared and 0x20 is set again from the name. The names are folded
+/// anew, so a listing made by hand needs no folded heap. All or nothing.
 /// Returns the id of the first, or noParent when n is 0 or the store is full.
-EntryId fidx_append(fidx* store, EntryId parent, const fidx_listing& listing,
-                    const std::uint32_t* indices, std::size_t n);
+EntryId fidx_append(fidx* store,
+                    EntryId parent,
+                    const fidx_listing& listing,
+                    const std::uint32_t* indices,
+                    std::size_t n);
 
 /// Sets the deleted bit of an entry and nothing else (atomic OR, relaxed).
 void fidx_set_deleted(fidx* store, EntryId id);
 
 /// Overwrites the three values of one entry.
-void fidx_set_meta(fidx* store, EntryId id, std::uint64_t size, std::uint32_t mtime,
-                   std::uint32_t ctime);
+void fidx_set_meta(
+    fidx* store, EntryId id, std::uint64_t size, std::uint32_t mtime, std::uint32_t ctime);
 
 /// Copies at most `max` root ids in the order in which the roots were added; returns how many.
 std::size_t fidx_roots(const fidx* store, EntryId* out, std::size_t max);
@@ -141,6 +147,9 @@ void fidx_set_fold(fidx_fold routine);
 /// system's.
 void fidx_set_dir_reader(const DirReader* reader);
 
+/// The folder reader in use.
+[[nodiscard]] const DirReader& fidx_dir_reader();
+
 // --- Scanning ------------------------------------------------------------------------------------
 
 /// Adds `root` and everything below it, one folder's children at a time, with max(1, min(threads,
@@ -150,14 +159,28 @@ void fidx_set_dir_reader(const DirReader* reader);
 
 /// Adds everything below `path` under the existing entry `parent`; children inherit the bits
 /// `inherited` & (hidden | junk). Returns 0, or -1 when the path cannot be examined.
-[[nodiscard]] int fidx_scan_under(fidx* store, const char* path, EntryId parent,
-                                  std::uint8_t inherited, int threads, fidx_stats* stats);
+[[nodiscard]] int fidx_scan_under(fidx* store,
+                                  const char* path,
+                                  EntryId parent,
+                                  std::uint8_t inherited,
+                                  int threads,
+                                  fidx_stats* stats);
 
-/// Lists one folder by the same rules without adding anything. Returns 0, or -1 with errno.
-[[nodiscard]] int fidx_list(const fidx* store, const char* path, std::uint8_t inherited,
-                            fidx_listing* out);
+/// Lists one folder by the same rules without adding anything. A link at the end of the path is
+/// followed for a root alone. Returns 0, or -1 with errno; `out` may then hold a part.
+[[nodiscard]] int
+fidx_list(const fidx* store, const char* path, std::uint8_t inherited, fidx_listing* out);
 
 /// Empties the listing and gives its memory back.
 void fidx_listing_free(fidx_listing* listing);
+
+/// True for a child folder that scans do not enter because its path repeats itself: its last six
+/// components are equal, or its last six pairs. Stops folder cycles and runaway nesting.
+[[nodiscard]] bool fidx_path_repeats(std::string_view folder, std::string_view child);
+
+/// A time as the columns keep it.
+[[nodiscard]] constexpr std::uint32_t fidx_seconds(std::int64_t time) {
+    return time < 0 ? 0 : time > 0xFFFFFFFF ? 0xFFFFFFFF : static_cast<std::uint32_t>(time);
+}
 
 } // namespace quarrydex

@@ -71,8 +71,16 @@ struct Junk {
 } // namespace preds
 
 /// One predicate on an entry.
-using Pred = std::variant<preds::Name, preds::Glob, preds::Regex, preds::Ext, preds::Size,
-                          preds::Date, preds::Path, preds::Kind, preds::Audio, preds::Junk>;
+using Pred = std::variant<preds::Name,
+                          preds::Glob,
+                          preds::Regex,
+                          preds::Ext,
+                          preds::Size,
+                          preds::Date,
+                          preds::Path,
+                          preds::Kind,
+                          preds::Audio,
+                          preds::Junk>;
 
 struct Term {
     bool neg{}; ///< the entry must not satisfy pred

@@ -34,7 +34,7 @@ struct AudioCond {
     std::int64_t lo = std::numeric_limits<std::int64_t>::min();
     std::int64_t hi = std::numeric_limits<std::int64_t>::max();
     std::string text{}; ///< what a text condition looks for
-    bool flag{};      ///< what a lossless condition wants
+    bool flag{};        ///< what a lossless condition wants
 
     [[nodiscard]] bool isText() const { return field >= Field::artist; }
 

@@ -1,0 +1,348 @@
+#include "QuarrydexCore/audio/AudioTable.h"
+
+#include "QuarrydexCore/audio/AudioColumns.h"
+#include "QuarrydexCore/base/Bytes.h"
+#include "QuarrydexCore/text/Fold.h"
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <random>
+#include <set>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace quarrydex {
+namespace {
+
+constexpr std::uint64_t storeID = 0x1122334455667788;
+
+using Analysed = AudioTable::Analysed;
+
+Analysed analysed(EntryId entry, std::string artist = "", std::string title = "") {
+    Analysed row{.entry = entry, .mtime = entry * 10, .meta = {}};
+    row.meta.artist = std::move(artist);
+    row.meta.title = std::move(title);
+    return row;
+}
+
+AudioMeta fullMeta() {
+    return {.durationMs = 241'000,
+            .bitrateKbps = 320,
+            .sampleRate = 44'100,
+            .bits = 24,
+            .channels = 2,
+            .codec = AudioCodec::float_,
+            .vbr = true,
+            .bpm10 = 1'205,
+            .year = 1999,
+            .artist = "Sigur Rós",
+            .title = "Svefn-g-englar",
+            .album = "Ágætis byrjun",
+            .genre = "Post-Rock",
+            .key = "F♯m"};
+}
+
+std::string poolOf(const AudioTable& table) {
+    return std::string(table.snapshot()->pool);
+}
+
+TEST(AudioTableTest, CodecsHaveTheirNumbersLabelsAndLoss) {
+    struct Case {
+        AudioCodec codec;
+        int raw;
+        const char* label;
+        bool lossless;
+    };
+
+    const Case cases[] = {
+        {AudioCodec::unknown, 0, "", false},        {AudioCodec::mp3, 1, "MP3", false},
+        {AudioCodec::aac, 2, "AAC", false},         {AudioCodec::alac, 3, "ALAC", true},
+        {AudioCodec::flac, 4, "FLAC", true},        {AudioCodec::pcm, 5, "PCM", true},
+        {AudioCodec::float_, 6, "PCM float", true}, {AudioCodec::aiff, 7, "AIFF", true},
+        {AudioCodec::vorbis, 8, "Vorbis", false},   {AudioCodec::opus, 9, "Opus", false},
+        {AudioCodec::wma, 10, "WMA", false},        {AudioCodec::other, 11, "?", false}};
+    for (const Case& c : cases) {
+        EXPECT_EQ(audioCodecFromRaw(static_cast<std::uint8_t>(c.raw)), c.codec);
+        EXPECT_EQ(label(c.codec), c.label);
+        EXPECT_EQ(isLossless(c.codec), c.lossless) << c.label;
+    }
+    EXPECT_EQ(audioCodecFromRaw(12), std::nullopt);
+    EXPECT_EQ(audioCodecFromRaw(255), std::nullopt);
+}
+
+TEST(AudioTableTest, ARecordIsEmptyWithoutLengthRateArtistAndTitle) {
+    AudioMeta meta;
+    meta.album = "Album";
+    meta.genre = "Genre";
+    meta.bitrateKbps = 320;
+    EXPECT_TRUE(meta.isEmpty());
+    EXPECT_FALSE(AudioMeta{.durationMs = 1}.isEmpty());
+    EXPECT_FALSE(AudioMeta{.sampleRate = 1}.isEmpty());
+    meta.title = "x";
+    EXPECT_FALSE(meta.isEmpty());
+}
+
+TEST(AudioTableTest, KeepsTheWholeRecord) {
+    AudioTable table;
+    table.upsert(std::vector{Analysed{7, 123, fullMeta()}, analysed(9)});
+    EXPECT_EQ(table.meta(7), fullMeta());
+    EXPECT_EQ(table.meta(9), AudioMeta{});
+    EXPECT_EQ(table.meta(8), std::nullopt);
+    EXPECT_EQ(table.analyzedMTime(7), 123U);
+    EXPECT_EQ(table.analyzedMTime(10), std::nullopt);
+    EXPECT_EQ(table.count(), 2U);
+    EXPECT_EQ(table.version(), 1);
+    table.upsert({});
+    EXPECT_EQ(table.version(), 1);
+}
+
+TEST(AudioTableTest, PoolHoldsEachTextAndItsFoldedCopy) {
+    using namespace std::string_literals;
+    AudioTable table;
+    table.upsert(std::vector{analysed(1, "Café", "Song"), analysed(2, "Café", "Song"),
+                             analysed(3, "cut\0here"s, "\0none"s)});
+    EXPECT_EQ(poolOf(table), "\0Café\0cafe\0Song\0song\0Song\0song\0cut\0cut\0"s);
+    const auto cols = table.snapshot();
+    EXPECT_EQ(cols->artist[0], cols->artist[1]);
+    EXPECT_NE(cols->title[0], cols->title[1]);
+    EXPECT_EQ(cols->title[2], 0U);
+}
+
+TEST(AudioTableTest, UpsertsMergeLikeAMapAlsoAcrossReloads) {
+    std::mt19937 random(5);
+    const auto below = [&](std::uint32_t n) { return static_cast<std::uint32_t>(random() % n); };
+    auto table = std::make_unique<AudioTable>();
+    std::map<EntryId, Analysed> expected;
+    for (int batch = 0; batch < 60; ++batch) {
+        std::vector<Analysed> rows;
+        for (std::uint32_t n = 1 + below(40); n > 0; --n) {
+            Analysed row = analysed(below(300));
+            row.mtime = below(1'000'000);
+            row.meta.artist = "Artist " + std::to_string(below(5));
+            row.meta.title = "Title " + std::to_string(below(1'000'000));
+            rows.push_back(row);
+            expected[row.entry] = row; // the later one counts
+        }
+        table->upsert(rows);
+        if (batch % 20 == 10)
+            table = AudioTable::deserialize(table->serialize(storeID), storeID);
+    }
+    const auto cols = table->snapshot();
+    ASSERT_EQ(cols->count(), expected.size());
+    std::set<std::uint32_t> artistOffsets;
+    std::size_t at = 0;
+    for (const auto& [entry, row] : expected) {
+        ASSERT_EQ(cols->entry[at], entry);
+        ASSERT_EQ(cols->mtime[at], row.mtime);
+        ASSERT_EQ(AudioTable::meta(*cols, at), row.meta);
+        artistOffsets.insert(cols->artist[at]);
+        ++at;
+    }
+    EXPECT_EQ(artistOffsets.size(), 5U);
+}
+
+TEST(AudioTableTest, SnapshotsStayAsTheyWere) {
+    AudioTable table;
+    table.upsert(std::vector{analysed(5, "Old", "One")});
+    const auto before = table.snapshot();
+    for (EntryId i = 0; i < 1'000; ++i)
+        table.upsert(std::vector{analysed(i % 50, "New", "Another")});
+    ASSERT_EQ(before->count(), 1U);
+    EXPECT_EQ(AudioTable::meta(*before, 0).artist, "Old");
+    EXPECT_EQ(table.meta(5)->artist, "New");
+    EXPECT_EQ(table.version(), 1'001);
+}
+
+TEST(AudioTableTest, ReadersAndTheWriterMeetNoHalfBatch) {
+    AudioTable table;
+    std::atomic<bool> done{false};
+    std::atomic<int> wrong{0};
+    const auto read = [&] {
+        AudioCond cond{.field = AudioCond::Field::title, .text = "track"};
+        std::vector<std::uint64_t> bits(100);
+        while (!done) {
+            const auto cols = table.snapshot();
+            for (std::size_t row = 0; row < cols->count(); ++row)
+                wrong += AudioTable::meta(*cols, row).title ==
+                                 "Track " + std::to_string(cols->entry[row])
+                             ? 0
+                             : 1;
+            wrong += cols->count() % 2 == 0 ? 0 : 1;
+            table.fill(cond, bits, 6'000);
+        }
+    };
+    std::thread first(read);
+    std::thread second(read);
+    for (EntryId i = 0; i < 400; i += 2) {
+        const std::string a = "Track " + std::to_string(i);
+        const std::string b = "Track " + std::to_string(i + 1);
+        table.upsert(std::vector{analysed(i, "Same", a), analysed(i + 1, "Same", b)});
+    }
+    done = true;
+    first.join();
+    second.join();
+    EXPECT_EQ(wrong, 0);
+}
+
+TEST(AudioTableFileTest, HasTheFixedLayout) {
+    AudioTable table;
+    table.upsert(std::vector{Analysed{0x0A0B0C0D, 0x11121314, fullMeta()},
+                             Analysed{0x0A0B0C0E, 2, AudioMeta{}}});
+    const std::string bytes = table.serialize(storeID);
+    const std::string pool = poolOf(table);
+    ASSERT_EQ(bytes.size(), 32 + 46 * 2 + pool.size());
+    EXPECT_EQ(bytes.substr(0, 8), "QRDXAUD2");
+    const auto u64 = [&](std::size_t at) { return loadLE<std::uint64_t>(&bytes[at]); };
+    const auto u32 = [&](std::size_t at) { return loadLE<std::uint32_t>(&bytes[at]); };
+    const auto u16 = [&](std::size_t at) { return loadLE<std::uint16_t>(&bytes[at]); };
+    EXPECT_EQ(u64(8), storeID);
+    EXPECT_EQ(u64(16), 2U);
+    EXPECT_EQ(u64(24), pool.size());
+    EXPECT_EQ(u32(32), 0x0A0B0C0DU); // entry
+    EXPECT_EQ(u32(36), 0x0A0B0C0EU);
+    EXPECT_EQ(u32(40), 0x11121314U);                                            // mtime
+    EXPECT_EQ(u32(48), 241'000U);                                               // dur
+    EXPECT_EQ(u32(56), 44'100U);                                                // rate
+    EXPECT_EQ(u16(64), 320U);                                                   // bitrate
+    EXPECT_EQ(u16(68), 1'205U);                                                 // bpm
+    EXPECT_EQ(u16(72), 1999U);                                                  // year
+    EXPECT_EQ(bytes.substr(76, 8), std::string("\x18\0\x02\0\x06\0\x01\0", 8)); // bits … flags
+    const char* texts[] = {"Sigur Rós", "Svefn-g-englar", "Ágætis byrjun", "Post-Rock", "F♯m"};
+    for (std::size_t i = 0; i < 5; ++i) {
+        EXPECT_STREQ(&bytes[124 + u32(84 + 8 * i)], texts[i]);
+        EXPECT_EQ(u32(88 + 8 * i), 0U);
+    }
+    EXPECT_EQ(bytes.substr(124), pool);
+}
+
+TEST(AudioTableFileTest, AnEmptyTableIs33Bytes) {
+    const std::string bytes = AudioTable().serialize(storeID);
+    EXPECT_EQ(bytes.size(), 33U);
+    const auto table = AudioTable::deserialize(bytes, storeID);
+    ASSERT_NE(table, nullptr);
+    EXPECT_EQ(table->count(), 0U);
+    EXPECT_EQ(table->version(), 0);
+    EXPECT_EQ(table->serialize(storeID), bytes);
+}
+
+TEST(AudioTableFileTest, LoadsWhatWasSavedAndGoesOn) {
+    AudioTable table;
+    table.upsert(std::vector{Analysed{3, 30, fullMeta()}, analysed(8, "Sigur Rós", "Other")});
+    const std::string bytes = table.serialize(storeID);
+    const auto loaded = AudioTable::deserialize(bytes, storeID);
+    ASSERT_NE(loaded, nullptr);
+    EXPECT_EQ(loaded->serialize(storeID), bytes);
+    EXPECT_EQ(loaded->meta(3), fullMeta());
+
+    // Texts that the file brought are shared with rows that come later.
+    loaded->upsert(std::vector{analysed(5, "Sigur Rós", "New")});
+    const auto cols = loaded->snapshot();
+    EXPECT_EQ(cols->entry, (std::vector<std::uint32_t>{3, 5, 8}));
+    EXPECT_EQ(cols->artist[1], cols->artist[0]);
+    EXPECT_EQ(cols->pool.size(), poolOf(table).size() + 8);
+    EXPECT_EQ(loaded->meta(5)->title, "New");
+    EXPECT_EQ(loaded->version(), 1);
+}
+
+/// A file of the given rows, each with all five texts at one offset, and a pool as given.
+std::string fileOf(std::vector<std::uint32_t> entries,
+                   std::uint32_t textOffset,
+                   std::string_view pool,
+                   std::uint8_t codec = 1) {
+    AudioTable::Cols cols;
+    cols.entry = std::move(entries);
+    std::string out = "QRDXAUD2";
+    for (std::uint64_t value :
+         {storeID, std::uint64_t{cols.entry.size()}, std::uint64_t{pool.size()}})
+        out.append(reinterpret_cast<const char*>(&value), 8);
+    forEachAudioColumn([&](auto column) {
+        auto& values = cols.*column;
+        values.resize(cols.entry.size());
+    });
+    for (auto column : {&AudioTable::Cols::artist, &AudioTable::Cols::title,
+                        &AudioTable::Cols::album, &AudioTable::Cols::genre, &AudioTable::Cols::key})
+        for (auto& offset : cols.*column)
+            offset = textOffset;
+    for (auto& value : cols.codec)
+        value = codec;
+    forEachAudioColumn([&](auto column) {
+        const auto& values = cols.*column;
+        out.append(reinterpret_cast<const char*>(values.data()), values.size() * sizeof values[0]);
+    });
+    return out + std::string(pool);
+}
+
+TEST(AudioTableFileTest, RejectsWhatIsNoWholeTableOfTheStore) {
+    AudioTable table;
+    table.upsert(std::vector{Analysed{3, 30, fullMeta()}, Analysed{4, 30, fullMeta()}});
+    const std::string good = table.serialize(storeID);
+    ASSERT_NE(AudioTable::deserialize(good, storeID), nullptr);
+    EXPECT_EQ(AudioTable::deserialize(good, storeID + 1), nullptr);
+    EXPECT_EQ(AudioTable::deserialize(good + '\0', storeID), nullptr);
+    for (std::size_t length = 0; length < good.size(); ++length)
+        EXPECT_EQ(AudioTable::deserialize(good.substr(0, length), storeID), nullptr) << length;
+    for (std::size_t at = 0; at < 8; ++at) {
+        std::string bad = good;
+        bad[at] ^= 1;
+        EXPECT_EQ(AudioTable::deserialize(bad, storeID), nullptr) << at;
+    }
+    // Counts whose sizes wrap around to the right length.
+    for (const std::uint64_t rows : {std::uint64_t{1} << 63, std::uint64_t{0} - 2}) {
+        std::string bad = good;
+        storeLE<std::uint64_t>(&bad[16], rows);
+        storeLE<std::uint64_t>(&bad[24], good.size() - 32 - 46 * rows);
+        EXPECT_EQ(AudioTable::deserialize(bad, storeID), nullptr) << rows;
+    }
+    const std::string_view pool("\0", 1);
+    EXPECT_NE(AudioTable::deserialize(fileOf({1, 2, 9}, 0, pool), storeID), nullptr);
+    EXPECT_EQ(AudioTable::deserialize(fileOf({1, 2, 2}, 0, pool), storeID), nullptr);
+    EXPECT_EQ(AudioTable::deserialize(fileOf({1, 3, 2}, 0, pool), storeID), nullptr);
+}
+
+TEST(AudioTableFileTest, ForeignOffsetsAndCodecsAreReadWithinThePool) {
+    struct Case {
+        std::string pool;
+        std::uint32_t offset;
+        const char* text;
+    };
+
+    using namespace std::string_literals;
+    const Case cases[] = {
+        {"\0abc\0abc\0"s, 1, "abc"},
+        {"\0abc\0abc\0"s, 3, "c"},
+        {"\0abc\0abc\0"s, 8, ""},
+        {"\0xbc\0bc\0"s, 2, "bc"},
+        {"\0abc\0abc\0"s, 9, ""},
+        {"\0abc"s, 2, "bc"},
+        {"\0abc"s, 0xFFFFFFFF, ""},
+        {"x"s, 0, ""},
+        {""s, 0, ""},
+        {""s, 1, ""},
+    };
+    for (const Case& c : cases) {
+        const auto table = AudioTable::deserialize(fileOf({4, 6}, c.offset, c.pool, 200), storeID);
+        ASSERT_NE(table, nullptr);
+        const AudioMeta meta = *table->meta(6);
+        EXPECT_EQ(meta.artist, c.text);
+        EXPECT_EQ(meta.key, c.text);
+        EXPECT_EQ(meta.codec, AudioCodec::unknown);
+        // New rows after such a pool are whole, and the old ones still read the same.
+        table->upsert(std::vector{analysed(5, "bc", "abc")});
+        EXPECT_EQ(table->meta(5)->artist, "bc");
+        EXPECT_EQ(table->meta(5)->title, "abc");
+        EXPECT_EQ(table->meta(4)->artist, c.text);
+        for (const auto field : {AudioCond::Field::artist, AudioCond::Field::title}) {
+            std::vector<std::uint64_t> bits(1);
+            table->fill({.field = field, .text = "BC"}, bits, 10);
+            EXPECT_NE(bits[0] & 1U << 5, 0U) << testing::PrintToString(c.pool);
+        }
+    }
+}
+
+} // namespace
+} // namespace quarrydex

@@ -33,6 +33,26 @@ void keepIf(std::uint64_t* bits, std::size_t words, std::uint32_t first, Keep&& 
     }
 }
 
+/// The same with what is known of the entry's folder, as look(folder) tells it. Children of a
+/// folder stand together, so most entries have the folder of the one before and need no look.
+template <typename Look, typename Keep>
+void keepByFolder(const EntryId* parents,
+                  std::uint64_t* bits,
+                  std::size_t words,
+                  std::uint32_t first,
+                  Look&& look,
+                  Keep&& keep) {
+    EntryId folder = noParent;
+    auto known = look(folder);
+    keepIf(bits, words, first, [&](EntryId id) {
+        if (parents[id] != folder) {
+            folder = parents[id];
+            known = look(folder);
+        }
+        return keep(known, id);
+    });
+}
+
 } // namespace
 
 BlockEvaluator::BlockEvaluator(const OpSet& group) : group_(group), memory_(group.ops().size()) {
@@ -172,29 +192,32 @@ void BlockEvaluator::apply(const ops::Date& test, bool neg, const Block& block, 
 }
 
 void BlockEvaluator::apply(const ops::PathDir& test, bool neg, const Block& block, Memory&) {
-    const EntryId* parents = group_.index().base().parent;
-    // Children of one folder stand together: most entries have the parent of the one before.
-    EntryId lastParent = noParent;
-    bool isMarked = false;
-    keepIf(block.bits, block.words(), block.first, [&](EntryId id) {
-        if (parents[id] != lastParent) {
-            lastParent = parents[id];
-            isMarked = lastParent != noParent && testBit(test.folders, lastParent);
-        }
-        return isMarked != neg;
-    });
+    keepByFolder(
+        group_.index().base().parent, block.bits, block.words(), block.first,
+        [&](EntryId folder) { return folder != noParent && testBit(test.folders, folder); },
+        [&](bool isInside, EntryId) { return isInside != neg; });
 }
 
 void BlockEvaluator::apply(const ops::PathFull& test, bool neg, const Block& block, Memory&) {
     const VolumeIndex& index = group_.index();
-    keepIf(block.bits, block.words(), block.first, [&](EntryId id) {
-        const EntryId parent = index.base().parent[id];
-        const bool found =
-            parent != noParent &&
-            (testBit(test.inside, parent) ||
-             (testBit(test.before, parent) && index.foldedName(id).starts_with(test.tail)));
-        return found != neg;
-    });
+
+    struct Marks {
+        bool inside;
+        bool before;
+    };
+
+    keepByFolder(
+        index.base().parent, block.bits, block.words(), block.first,
+        [&](EntryId folder) {
+            return folder == noParent
+                       ? Marks{}
+                       : Marks{testBit(test.inside, folder), testBit(test.before, folder)};
+        },
+        [&](Marks folder, EntryId id) {
+            const bool found =
+                folder.inside || (folder.before && index.foldedName(id).starts_with(test.tail));
+            return found != neg;
+        });
 }
 
 void BlockEvaluator::apply(const ops::Kind& test, bool neg, const Block& block, Memory&) {

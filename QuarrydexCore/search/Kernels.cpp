@@ -6,6 +6,7 @@
 #include "QuarrydexCore/search/Kernels.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cstring>
 
@@ -52,45 +53,50 @@ HWY_INLINE std::uint64_t gatherBits(std::uint64_t bits, std::uint64_t places) {
 class Matcher {
   public:
     explicit Matcher(const Needle& needle)
-        : probes_(needle.probes().data()), count_(needle.probes().size()), first_(probes_[0]),
-          second_(probes_[count_ > 1 ? 1 : 0]), third_(probes_[count_ > 2 ? 2 : 0]) {}
+        : probes_(needle.probes().data()),
+          count_(needle.probes().size()), rarest_{probes_[0], probes_[count_ > 1 ? 1 : 0],
+                                                  probes_[count_ > 2 ? 2 : 0]} {}
 
     /// REQUIRES: 64 + needle size bytes at p may be read.
     HWY_INLINE std::uint64_t startsAt(const std::uint8_t* p) const {
-        std::uint64_t starts = equalMask(p + first_.position, first_.byte) &
-                               equalMask(p + second_.position, second_.byte);
-        for (std::size_t i = 2; i < count_ && starts != 0; ++i)
+        std::uint64_t starts = 0;
+        const Bytes d;
+        for (std::size_t i = 0; i < 64; i += hn::Lanes(d))
+            starts |= bitsOf(d, rarestAt(p + i)) << i;
+        // Where the rarest bytes stand the others nearly always do: the loop is well predicted.
+        for (std::size_t i = rarest_.size(); i < count_ && starts != 0; ++i)
             starts &= equalMask(p + probes_[i].position, probes_[i].byte);
         return starts;
     }
 
     /// The same for one letter, where a second comparison would be wasted.
     HWY_INLINE std::uint64_t singleStartsAt(const std::uint8_t* p) const {
-        return equalMask(p, first_.byte);
+        return equalMask(p, rarest_[0].byte);
     }
 
-    /// Whether the three rarest bytes stand at any of the 64 places: no bits are made.
+    /// Whether the rarest bytes stand at any of the 64 places: no bits are made.
     HWY_INLINE bool mayStart(const std::uint8_t* p) const {
         const Bytes d;
-        const auto a = hn::Set(d, first_.byte);
-        const auto b = hn::Set(d, second_.byte);
-        const auto c = hn::Set(d, third_.byte);
         auto any = hn::Zero(d);
-        for (std::size_t i = 0; i < 64; i += hn::Lanes(d)) {
-            const auto all = hn::And(hn::Eq(hn::LoadU(d, p + i + first_.position), a),
-                                     hn::And(hn::Eq(hn::LoadU(d, p + i + second_.position), b),
-                                             hn::Eq(hn::LoadU(d, p + i + third_.position), c)));
-            any = hn::Or(any, hn::VecFromMask(d, all));
-        }
+        for (std::size_t i = 0; i < 64; i += hn::Lanes(d))
+            any = hn::Or(any, hn::VecFromMask(d, rarestAt(p + i)));
         return !hn::AllFalse(d, hn::MaskFromVec(any));
     }
 
   private:
+    /// The places from p at which all of the rarest bytes stand, without a branch.
+    HWY_INLINE hn::Mask<Bytes> rarestAt(const std::uint8_t* p) const {
+        const Bytes d;
+        const auto equal = [&](const Needle::Probe& probe) HWY_ATTR {
+            return hn::Eq(hn::LoadU(d, p + probe.position), hn::Set(d, probe.byte));
+        };
+        return hn::And(hn::And(equal(rarest_[0]), equal(rarest_[1])), equal(rarest_[2]));
+    }
+
     const Needle::Probe* probes_;
     std::size_t count_;
-    Needle::Probe first_;
-    Needle::Probe second_;
-    Needle::Probe third_;
+    /// Three leave few false places even when every letter of the needle is common.
+    std::array<Needle::Probe, 3> rarest_;
 };
 
 /// 64 heap bytes with everything that a matcher may read behind them: in place, or near the end of

@@ -107,11 +107,11 @@ pathMarks(const VolumeIndex& index, std::string_view needle, std::uint32_t n, un
         });
     });
     walkDown(index, folders, [&](EntryId folder, EntryId parent) {
-        const std::string_view name = index.foldedName(folder);
         const bool inside = parent == noParent
-                                ? name.find(needle) != std::string_view::npos
-                                : testBit(marks.inside, parent) || (testBit(marks.before, parent) &&
-                                                                    name.starts_with(marks.tail));
+                                ? index.foldedName(folder).find(needle) != std::string_view::npos
+                                : testBit(marks.inside, parent) ||
+                                      (testBit(marks.before, parent) &&
+                                       index.foldedName(folder).starts_with(marks.tail));
         if (inside)
             setBit(marks.inside, folder);
     });

@@ -4,11 +4,16 @@
 #include "QuarrydexCore/base/Bits.h"
 #include "QuarrydexCore/base/EntryId.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <span>
 #include <vector>
 
 namespace quarrydex {
+
+/// Where a rank is asked for: not in the order.
+inline constexpr std::uint32_t noRank = 0xFFFFFFFF;
 
 /// Ids in key order, ascending; equal keys by ascending id. Read-only once built, so copies share
 /// it freely between threads. Root entries never stand in an order; deleted ones do.
@@ -31,14 +36,15 @@ class Perm {
 /// A kept order with what it no longer covers. Its order holds for covered entries that have not
 /// moved; everything else a consumer places itself.
 struct PermEntry {
-    std::uint32_t covers{};   ///< it orders the ids below this
+    std::uint32_t covers{}; ///< it orders the ids below this
     Perm perm;
-    BitWords moved;           ///< bit id: a covered entry whose value changed since; may be empty
+    /// Bit id: a covered entry whose value changed since the order was built. Null for none.
+    std::shared_ptr<const BitWords> moved;
     std::size_t movedCount{}; ///< bits set in moved
     /// Bit i: row i of perm has the same key as row i − 1. Lets a descending walk keep equal keys
     /// in ascending id order without looking at a key. Empty for path, whose keys are all distinct.
     std::shared_ptr<const BitWords> equalToPrevious;
-    /// rank[id] = position of id in perm, for name alone; null until it has been built.
+    /// rank[id] = row of id in perm, noRank for roots. For name alone; null until it was built.
     std::shared_ptr<const std::vector<std::uint32_t>> rank;
 };
 

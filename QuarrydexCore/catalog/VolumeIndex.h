@@ -14,19 +14,17 @@
 #include "QuarrydexCore/base/HitSet.h"
 #include "QuarrydexCore/base/Mutex.h"
 #include "QuarrydexCore/catalog/IndexError.h"
+#include "QuarrydexCore/catalog/KeptOrders.h"
 #include "QuarrydexCore/catalog/Perm.h"
 #include "QuarrydexCore/catalog/RefreshStats.h"
 #include "QuarrydexCore/catalog/SortKey.h"
 #include "QuarrydexCore/store/fidx.h"
 
-#include <array>
 #include <atomic>
 #include <functional>
 #include <limits>
-#include <map>
 #include <memory>
 #include <optional>
-#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -39,7 +37,8 @@ class VolumeIndex {
     static constexpr std::uint32_t defaultMaxEntries = 67'108'864;         ///< 2^26
     static constexpr std::uint64_t defaultMaxNameBytes = 3'221'225'472ULL; ///< 3 GiB
 
-    /// `init(maxEntries:maxNameBytes:excludes:)`: an empty catalogue with a random non-zero storeID.
+    /// `init(maxEntries:maxNameBytes:excludes:)`: an empty catalogue with a random non-zero
+    /// storeID.
     explicit VolumeIndex(std::uint32_t maxEntries = defaultMaxEntries,
                          std::uint64_t maxNameBytes = defaultMaxNameBytes,
                          std::vector<std::string> excludes = {});
@@ -66,8 +65,8 @@ class VolumeIndex {
 
     // --- Filling --------------------------------------------------------------------------------
 
-    /// `scan(roots:threads:)`: scans each root in the given order. Throws IndexError::cannotOpen for
-    /// the first that cannot be opened; the remaining ones are then not scanned.
+    /// `scan(roots:threads:)`: scans each root in the given order. Throws IndexError::cannotOpen
+    /// for the first that cannot be opened; the remaining ones are then not scanned.
     void scan(std::span<const std::string> roots, int threads);
 
     struct RefreshOptions {
@@ -142,6 +141,15 @@ class VolumeIndex {
     /// `directories(upTo:)`: ids of all folders below `upTo`, ascending, deleted ones included.
     [[nodiscard]] std::vector<EntryId> directories(std::uint32_t upTo) const;
 
+    /// A prefix of the folder cache; the owner keeps it alive and unchanged.
+    struct FolderIds {
+        std::span<const EntryId> ids;
+        std::shared_ptr<const std::vector<EntryId>> owner;
+    };
+
+    /// The same without a copy, for use on every search.
+    [[nodiscard]] FolderIds folderIds(std::uint32_t upTo) const;
+
     [[nodiscard]] std::vector<EntryId> roots() const;
 
     // --- Changing -------------------------------------------------------------------------------
@@ -180,10 +188,11 @@ class VolumeIndex {
     std::pair<Perm, std::uint32_t> permutationAndCount(SortKey key);
     std::pair<Perm, std::uint32_t> rebuildPermutation(SortKey key);
 
-    /// Keys whose order exists but is no longer usable, or whose ranks are missing.
+    /// Keys, in case order, whose order exists but is no longer usable.
     [[nodiscard]] std::vector<SortKey> staleKeys() const;
 
-    /// `markMoved(_:_:)`: these entries' values for the key changed.
+    /// `markMoved(_:_:)`: these entries' values for the key changed. Costs a copy of one bit an
+    /// entry when a search has looked at the order since the last call: report many ids at once.
     void markMoved(SortKey key, std::span<const EntryId> ids);
 
     /// The ids as a bitset of count div 64 + 1 words; every id must be below count().
@@ -198,8 +207,8 @@ class VolumeIndex {
     /// `ordered(by:descending:limit:directSortLimit:)`: the first `limit` hits in key order. Equal
     /// keys stand in ascending id order in both directions; path descending is the exact reverse.
     /// Uses a usable kept order, else sorts the hits themselves; never builds an order.
-    [[nodiscard]] std::vector<EntryId> ordered(const HitSet& hits, SortKey key,
-                                               OrderOptions options) const;
+    [[nodiscard]] std::vector<EntryId>
+    ordered(const HitSet& hits, SortKey key, OrderOptions options) const;
 
     /// Memory of kept orders, ranks and their bitsets, bytes.
     [[nodiscard]] std::uint64_t orderBytes() const;
@@ -208,6 +217,34 @@ class VolumeIndex {
 
     /// The folding of names and query text (text/Fold.h).
     [[nodiscard]] static std::string fold(std::string_view text);
+
+  private:
+    struct FolderCache {
+        std::uint32_t examined{};                  ///< ids looked at so far
+        std::shared_ptr<std::vector<EntryId>> ids; ///< appended to in place while capacity lasts
+    };
+
+    VolumeIndex(fidx* base, std::uint64_t storeID, std::vector<std::string> excludes);
+
+    /// Raises mutations_. Every change to the catalogue ends with it.
+    void noteChange() QDX_EXCLUDES(lock_);
+
+    fidx* base_; ///< owned
+    std::vector<std::string> excludes_;
+    std::vector<std::string> includeExts_;
+    std::uint64_t storeID_;
+    std::atomic<bool> isScanning_{false};
+    std::unique_ptr<AudioTable> audio_;
+
+    Mutex saveLock_; ///< serialises snapshot writing
+    mutable Mutex lock_;
+    std::int64_t mutations_ QDX_GUARDED_BY(lock_) = 0;
+    std::int64_t savedMutations_ QDX_GUARDED_BY(lock_) = 0;
+    std::int64_t deletedCount_ QDX_GUARDED_BY(lock_) = 0;
+    mutable FolderCache dirCache_ QDX_GUARDED_BY(lock_);
+    mutable KeptOrders orders_ QDX_GUARDED_BY(lock_);
+    fidx_stats stats_ QDX_GUARDED_BY(lock_){};
+    double scanSeconds_ QDX_GUARDED_BY(lock_) = 0;
 };
 
 } // namespace quarrydex

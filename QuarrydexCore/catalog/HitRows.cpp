@@ -1,0 +1,264 @@
+#include "QuarrydexCore/catalog/HitRows.h"
+
+#include "QuarrydexCore/base/ParallelFor.h"
+
+#include <algorithm>
+#include <atomic>
+#include <bit>
+#include <limits>
+
+namespace quarrydex {
+
+namespace {
+
+constexpr std::size_t rowsPerTask = 1 << 17;
+constexpr int denseWord = 16; ///< hits in a word from which testing each bit is the faster way
+
+/// Bits first … last − 1 of a word. REQUIRES: first ≤ last ≤ 64, first < 64.
+std::uint64_t bitRange(std::size_t first, std::size_t last) {
+    const std::uint64_t below = last == 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << last) - 1;
+    return below >> first << first;
+}
+
+/// The part of word w that lies in rows begin … end − 1.
+std::uint64_t insideOf(std::size_t w, std::size_t begin, std::size_t end) {
+    const std::size_t first = std::max(begin, w * 64) - w * 64;
+    return bitRange(first, std::min(end - w * 64, std::size_t{64}));
+}
+
+std::uint64_t hitBit(std::span<const std::uint64_t> hits, EntryId id) {
+    return (hits[id / 64] >> (id % 64)) & 1;
+}
+
+/// The hit bits of eight rows. In groups of eight because constant shifts are the cheap ones.
+std::uint64_t hitBits8(std::span<const std::uint64_t> hits, const EntryId* rows) {
+    return hitBit(hits, rows[0]) | hitBit(hits, rows[1]) << 1 | hitBit(hits, rows[2]) << 2 |
+           hitBit(hits, rows[3]) << 3 | hitBit(hits, rows[4]) << 4 | hitBit(hits, rows[5]) << 5 |
+           hitBit(hits, rows[6]) << 6 | hitBit(hits, rows[7]) << 7;
+}
+
+std::uint32_t* appendUp(std::uint64_t bits, std::size_t firstRow, std::uint32_t* out) {
+    const auto first = static_cast<std::uint32_t>(firstRow);
+    if (std::popcount(bits) < denseWord) {
+        for (; bits != 0; bits &= bits - 1)
+            *out++ = first + static_cast<std::uint32_t>(std::countr_zero(bits));
+        return out;
+    }
+    for (std::uint32_t i = 0; i < 64; ++i) {
+        *out = first + i;
+        out += (bits >> i) & 1;
+    }
+    return out;
+}
+
+std::uint32_t* appendDown(std::uint64_t bits, std::size_t firstRow, std::uint32_t* out) {
+    const auto first = static_cast<std::uint32_t>(firstRow);
+    if (std::popcount(bits) < denseWord) {
+        for (; bits != 0; bits ^= std::bit_floor(bits))
+            *out++ = first + 63 - static_cast<std::uint32_t>(std::countl_zero(bits));
+        return out;
+    }
+    for (std::uint32_t i = 64; i-- > 0;) {
+        *out = first + i;
+        out += (bits >> i) & 1;
+    }
+    return out;
+}
+
+/// Runs from the last to the first, each ascending; every bit of `starts` begins one.
+std::uint32_t*
+appendRunsDown(std::uint64_t bits, std::uint64_t starts, std::size_t firstRow, std::uint32_t* out) {
+    const auto first = static_cast<std::uint32_t>(firstRow);
+    while (bits != 0) {
+        const int top = 63 - std::countl_zero(bits);
+        const int start = 63 - std::countl_zero(starts & bitRange(0, std::size_t(top) + 1));
+        std::uint64_t run = bits >> start << start;
+        bits ^= run;
+        for (; run != 0; run &= run - 1)
+            *out++ = first + static_cast<std::uint32_t>(std::countr_zero(run));
+    }
+    return out;
+}
+
+} // namespace
+
+// --- Row bits -----------------------------------------------------------------------------------
+
+std::uint64_t HitRows::look(std::size_t w) const {
+    const std::size_t begin = w * 64;
+    std::uint64_t bits = 0;
+    if (begin + 64 <= rows_.size()) {
+        for (std::size_t i = 0; i < 64; i += 8)
+            bits |= hitBits8(hits_, rows_.data() + begin + i) << i;
+    } else {
+        for (std::size_t row = begin; row < rows_.size(); ++row)
+            bits |= hitBit(hits_, rows_[row]) << (row - begin);
+    }
+    return bits;
+}
+
+void HitRows::fillFromRanks() {
+    rowBits_.assign(bitWords(rows_.size()), 0);
+    forEachBit(hits_, [&](std::size_t id) {
+        if (id < rank_->size() && (*rank_)[id] < rows_.size())
+            setBit(rowBits_, (*rank_)[id]);
+    });
+}
+
+// --- Runs of equal keys -------------------------------------------------------------------------
+
+/// Bit i: row 64 w + i begins a run.
+std::uint64_t HitRows::starts(std::size_t w) const {
+    return equal_ == nullptr ? ~std::uint64_t{0} : ~(*equal_)[w];
+}
+
+/// First row of the run that holds `row`.
+std::size_t HitRows::runBegin(std::size_t row) const {
+    std::size_t w = row / 64;
+    std::uint64_t found = starts(w) & bitRange(0, row % 64 + 1);
+    while (found == 0 && w > 0)
+        found = starts(--w);
+    return found == 0 ? 0 : w * 64 + 63 - static_cast<std::size_t>(std::countl_zero(found));
+}
+
+/// First row from `row` on that begins a run, at most `end`.
+std::size_t HitRows::runEnd(std::size_t row, std::size_t end) const {
+    for (; row < end && equalsPrevious(row); ++row)
+        ;
+    return row;
+}
+
+// --- Emitting one chunk -------------------------------------------------------------------------
+
+void HitRows::emitUp(std::size_t begin, std::size_t end, Rows& out) const {
+    std::uint32_t* at = out.row.data();
+    for (std::size_t w = begin / 64; w * 64 < end; ++w)
+        at = appendUp(word(w) & insideOf(w, begin, end), w * 64, at);
+    out.count = static_cast<std::size_t>(at - out.row.data());
+}
+
+/// `begin` begins a run. Where a run goes on into later words, their first bits are held back until
+/// the word is reached in which it begins.
+void HitRows::emitDown(std::size_t begin, std::size_t end, Rows& out) const {
+    std::uint32_t* at = out.row.data();
+    std::array<std::uint64_t, chunkWords> held; // by the number of words above
+    std::size_t heldCount = 0;
+    for (std::size_t w = (end - 1) / 64 + 1; w-- > begin / 64;) {
+        const std::uint64_t inside = insideOf(w, begin, end);
+        const std::uint64_t bits = word(w) & inside;
+        if (equal_ == nullptr) {
+            at = appendDown(bits, w * 64, at);
+            continue;
+        }
+        const std::uint64_t runs = starts(w) & inside;
+        const std::uint64_t beforeRuns = (runs & (~runs + 1)) - 1; // all ones where none begins
+        std::uint64_t complete = bits & ~beforeRuns;
+        if (runs != 0 && heldCount > 0) {
+            const std::uint64_t lastRun = ~(std::bit_floor(runs) - 1);
+            at = appendUp(complete & lastRun, w * 64, at);
+            for (std::size_t above = 1; heldCount > 0; ++above)
+                at = appendUp(held[--heldCount], (w + above) * 64, at);
+            complete &= ~lastRun;
+        }
+        at = appendRunsDown(complete, runs, w * 64, at);
+        if ((beforeRuns & inside) != 0)
+            held[heldCount++] = bits & beforeRuns;
+    }
+    out.count = static_cast<std::size_t>(at - out.row.data());
+}
+
+// --- Visiting -----------------------------------------------------------------------------------
+
+/// Calls visitor(rows, looked at) chunk by chunk until it returns false, and returns false then.
+template <typename Visitor>
+bool HitRows::visitUp(std::size_t begin, std::size_t end, const Visitor& visitor) const {
+    Rows rows;
+    while (begin < end) {
+        const std::size_t next = std::min(end, (begin / chunkRows + 1) * chunkRows);
+        emitUp(begin, next, rows);
+        if (!visitor(std::span(rows.row.data(), rows.count), next - begin))
+            return false;
+        begin = next;
+    }
+    return true;
+}
+
+/// The same downwards. `begin` begins a run. A run that began before the chunk is visited by itself
+/// from its beginning, so a chunk's other rows are complete runs.
+template <typename Visitor>
+bool HitRows::visitDown(std::size_t begin, std::size_t end, const Visitor& visitor) const {
+    Rows rows;
+    while (begin < end) {
+        const std::size_t low = std::max(begin, (end - 1) / chunkRows * chunkRows);
+        const std::size_t head = runEnd(low, end);
+        if (head < end) {
+            emitDown(head, end, rows);
+            if (!visitor(std::span(rows.row.data(), rows.count), end - head))
+                return false;
+        }
+        end = low;
+        if (head > low) {
+            end = runBegin(low);
+            if (!visitUp(end, head, visitor))
+                return false;
+        }
+    }
+    return true;
+}
+
+bool HitRows::first(std::size_t limit,
+                    bool descending,
+                    std::size_t budget,
+                    std::vector<EntryId>& out) const {
+    out.clear();
+    out.reserve(limit);
+    std::size_t looked = 0;
+    const auto visitor = [&](std::span<const std::uint32_t> rows, std::size_t seen) {
+        looked += seen;
+        for (std::uint32_t row : rows.first(std::min(rows.size(), limit - out.size())))
+            out.push_back(rows_[row]);
+        return out.size() < limit && looked < budget;
+    };
+    const bool reachedTheEnd =
+        descending ? visitDown(0, rows_.size(), visitor) : visitUp(0, rows_.size(), visitor);
+    return reachedTheEnd || out.size() == limit;
+}
+
+std::vector<EntryId> HitRows::all(std::size_t atMost, bool descending, unsigned threads) const {
+    std::vector<EntryId> ids(atMost);
+    const std::size_t tasks = rows_.size() / rowsPerTask + 1;
+    // Where each task's ids begin: a task leaves it for the next one as soon as it has counted its
+    // own. Tasks begin in order, so the one that is waited for is always under way.
+    constexpr std::size_t unknown = std::numeric_limits<std::size_t>::max();
+    std::vector<std::atomic<std::size_t>> places(tasks + 1);
+    for (std::size_t task = 1; task <= tasks; ++task)
+        places[task].store(unknown, std::memory_order_relaxed);
+
+    parallelFor(tasks, threads, [&](std::size_t task) {
+        const std::size_t part = descending ? tasks - 1 - task : task;
+        std::size_t begin = part * rowsPerTask;
+        std::size_t end = std::min(rows_.size(), begin + rowsPerTask);
+        std::vector<std::uint32_t> found;
+        const auto visitor = [&](std::span<const std::uint32_t> rows, std::size_t) {
+            found.insert(found.end(), rows.begin(), rows.end());
+            return true;
+        };
+        if (descending) {
+            begin = runBegin(begin);
+            end = end < rows_.size() ? runBegin(end) : end;
+            visitDown(begin, end, visitor);
+        } else {
+            visitUp(begin, end, visitor);
+        }
+        places[task].wait(unknown, std::memory_order_acquire);
+        const std::size_t place = places[task].load(std::memory_order_acquire);
+        places[task + 1].store(place + found.size(), std::memory_order_release);
+        places[task + 1].notify_all();
+        for (std::size_t i = 0; i < found.size(); ++i)
+            ids[place + i] = rows_[found[i]];
+    });
+    ids.resize(places[tasks].load(std::memory_order_acquire));
+    return ids;
+}
+
+} // namespace quarrydex

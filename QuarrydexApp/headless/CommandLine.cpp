@@ -1,0 +1,211 @@
+#include "QuarrydexApp/headless/CommandLine.h"
+
+#include "QuarrydexCore/base/AppInfo.h"
+#include "QuarrydexCore/query/ExtPatterns.h"
+#include "QuarrydexCore/text/tr.h"
+
+#include <algorithm>
+#include <charconv>
+#include <optional>
+#include <string_view>
+
+namespace quarrydex {
+
+namespace {
+
+using Mode = Options::Mode;
+
+/// Reads arguments one after the other into options; stops at the first fault.
+class Reader {
+  public:
+    explicit Reader(std::span<const char* const> arguments) : rest_(arguments) {}
+
+    std::variant<Options, CommandLineError> read() {
+        while (!rest_.empty() && fault_.empty())
+            readFlag(take());
+        if (fault_.empty())
+            checkTogether();
+        if (!fault_.empty())
+            return CommandLineError{std::move(fault_)};
+        return std::move(options_);
+    }
+
+  private:
+    std::string take() {
+        std::string argument = rest_.front();
+        rest_ = rest_.subspan(1);
+        return argument;
+    }
+
+    void readFlag(const std::string& flag) {
+        if (flag == "--root") {
+            if (!rest_.empty()) // without a value it is ignored
+                options_.roots.push_back(take());
+        } else if (flag == "--selftest") {
+            setMode(Mode::selfTest, flag);
+            options_.persist = false;
+            while (!rest_.empty())
+                options_.queries.push_back(take());
+        } else if (!readSwitch(flag) && !readValueFlag(flag)) {
+            fault_ =
+                flag.starts_with('-')
+                    ? tr("Unknown option {option}: see --help.", {{"option", flag}})
+                    : tr("Unexpected argument “{argument}”: see --help.", {{"argument", flag}});
+        }
+    }
+
+    /// The flags without a value.
+    bool readSwitch(const std::string& flag) {
+        if (flag == "--no-persist")
+            options_.persist = false;
+        else if (flag == "--desc")
+            options_.descending = forList(flag);
+        else if (flag == "--show-junk")
+            options_.showJunk = forList(flag);
+        else if (flag == "--print0")
+            options_.print0 = forList(flag);
+        else if (flag == "--json")
+            options_.json = forList(flag);
+        else if (flag == "--batch")
+            setMode(Mode::batch, flag);
+        else if (flag == "--version")
+            setMode(Mode::version, flag);
+        else if (flag == "--help" || flag == "-h")
+            setMode(Mode::help, flag);
+        else
+            return false;
+        return true;
+    }
+
+    /// The flags that cannot do without their value.
+    bool readValueFlag(const std::string& flag) {
+        constexpr std::string_view known[] = {"--list",  "--explain", "--exclude",
+                                              "--types", "--sort",    "--limit"};
+        if (std::ranges::find(known, flag) == std::end(known))
+            return false;
+        const bool mayBeEmpty = flag == "--list" || flag == "--limit";
+        if (rest_.empty() || (*rest_.front() == '\0' && !mayBeEmpty)) {
+            fault_ = tr("{option} needs a value.", {{"option", flag}});
+            return true;
+        }
+        const std::string value = take();
+        if (flag == "--list") {
+            setMode(Mode::list, flag);
+            options_.query = value;
+        } else if (flag == "--explain") {
+            setMode(Mode::explain, flag);
+            options_.explainPath = value;
+        } else if (flag == "--exclude") {
+            options_.excludes.push_back(value);
+        } else if (flag == "--types") {
+            setTypes(value);
+        } else if (flag == "--sort") {
+            forList(flag);
+            setSort(value);
+        } else {
+            forList(flag);
+            setLimit(value);
+        }
+        return true;
+    }
+
+    void setMode(Mode mode, const std::string& flag) {
+        if (!modeFlag_.empty() && modeFlag_ != flag)
+            fault_ = tr("{first} and {second} cannot be used together.",
+                        {{"first", modeFlag_}, {"second", flag}});
+        options_.mode = mode;
+        modeFlag_ = flag;
+    }
+
+    /// Notes a flag that means something with --list alone.
+    bool forList(const std::string& flag) {
+        listFlag_ = flag;
+        return true;
+    }
+
+    void setTypes(const std::string& value) {
+        ExtPatterns types = ExtPatterns::parse(value);
+        std::string rejected;
+        for (const std::string& piece : types.rejected)
+            rejected += (rejected.empty() ? "" : " ") + piece;
+        if (!rejected.empty())
+            fault_ = tr("Not understood (only *.extension, separated by semicolons): ") + rejected;
+        options_.includeExts = std::move(types.exts);
+    }
+
+    void setSort(const std::string& value) {
+        if (const std::optional<SortKey> key = sortKeyFromRaw(value))
+            options_.sort = *key;
+        else
+            fault_ = tr("--sort takes name, path, size, date or created, not “{value}”.",
+                        {{"value", value}});
+    }
+
+    void setLimit(const std::string& value) {
+        const char* const end = value.data() + value.size();
+        const auto [stop, error] = std::from_chars(value.data(), end, options_.limit);
+        if (error != std::errc{} || stop != end)
+            fault_ = tr("--limit takes a number, not “{value}”.", {{"value", value}});
+    }
+
+    void checkTogether() {
+        if (!listFlag_.empty() && options_.mode != Mode::list && options_.mode != Mode::help)
+            fault_ = tr("{option} works with --list only.", {{"option", listFlag_}});
+        else if (options_.print0 && options_.json)
+            fault_ = tr("{first} and {second} cannot be used together.",
+                        {{"first", "--print0"}, {"second", "--json"}});
+    }
+
+    std::span<const char* const> rest_;
+    Options options_;
+    std::string fault_;    ///< empty: none so far
+    std::string modeFlag_; ///< the flag that chose the mode
+    std::string listFlag_; ///< a flag that was given and works with --list only
+};
+
+} // namespace
+
+std::variant<Options, CommandLineError> parseCommandLine(std::span<const char* const> arguments) {
+    return Reader(arguments).read();
+}
+
+std::string helpText() {
+    return tr(R"(Usage: quarrydex --root DIR… MODE [OPTION…]
+
+Finds files and folders by name below the given folders.
+
+Modes:
+  --list QUERY        print the path of every hit, one a line
+  --batch             answer one JSON request a line from standard input
+  --explain PATH      say why a path is found, or why not
+  --selftest [QUERY…] scan, then time every query under every order; stands last
+  --version, --help
+
+What is searched:
+  --root DIR          a folder to search; may be repeated
+  --exclude DIR       a folder to leave out; may be repeated
+  --types LIST        record only files of these types, for example '*.mp3;*.flac'
+  --no-persist        neither read nor write saved catalogues
+
+With --list:
+  --sort KEY          name (the default), path, size, date or created
+  --desc              largest, newest or last name first
+  --show-junk         hidden and system files too
+  --limit N           print at most N hits
+  --print0            end every path with a NUL instead of a newline
+  --json              one JSON object a line: path, name, size, mtime, ctime, kind, flags, ext,
+                      drive, and audio where it is known. A path that is not UTF-8 is also
+                      given as pathBase64.
+
+Requests of --batch:  {"query": "remix ext:flac", "sort": "date", "desc": true,
+                       "showJunk": false, "limit": 100}, every field optional
+Answers:              {"count": all hits, "ms": milliseconds, "paths": […]} or {"error": "…"}
+                      Where a path is not UTF-8, "pathsBase64" stands beside "paths": the raw
+                      bytes of that path at the same place, null for the others.
+
+The exit status is 0 when there are hits (with --explain: when a plain search finds the path), 1 when
+there are none, and 2 after an error.
+)");
+}
+
+} // namespace quarrydex

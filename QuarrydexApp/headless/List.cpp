@@ -1,0 +1,105 @@
+#include "QuarrydexApp/headless/List.h"
+
+#include "QuarrydexApp/headless/Json.h"
+#include "QuarrydexApp/headless/Output.h"
+#include "QuarrydexApp/headless/RowPaths.h"
+#include "QuarrydexApp/headless/Terminal.h"
+#include "QuarrydexCore/text/tr.h"
+
+#include <cstring>
+
+#include <unistd.h>
+
+namespace quarrydex {
+
+namespace {
+
+SearchState searchState(const Options& options) {
+    return {.query = options.query,
+            .browseAll = true,
+            .sortKey = options.sort,
+            .sortDesc = options.descending,
+            .showJunk = options.showJunk,
+            .limit = options.limit};
+}
+
+void appendField(std::string& out, std::string_view name, std::uint64_t value) {
+    out.append(",\"").append(name).append("\":").append(std::to_string(value));
+}
+
+void appendField(std::string& out, std::string_view name, std::string_view value) {
+    out.append(",\"").append(name).append("\":");
+    appendJsonString(out, value);
+}
+
+/// Appends one entry as an object.
+void appendEntry(std::string& out, const VolumeState& volume, EntryId id, std::string_view path) {
+    const VolumeIndex& index = *volume.index;
+    const std::uint8_t flags = index.flags(id);
+    out += "{\"path\":";
+    appendJsonString(out, path);
+    if (!isUtf8(path)) {
+        out += ",\"pathBase64\":";
+        appendBase64(out, path);
+    }
+    appendField(out, "name", index.name(id));
+    appendField(out, "size", index.size(id));
+    appendField(out, "mtime", index.mtime(id));
+    appendField(out, "ctime", index.ctime(id));
+    appendField(out, "kind", (flags & EntryFlags::dir) != 0 ? "folder" : "file");
+    appendField(out, "flags", flags);
+    appendField(out, "ext", index.ext(id).value_or(""));
+    appendField(out, "drive", volume.name);
+    if (const auto meta = index.audio().meta(id); meta && !meta->isEmpty()) {
+        out += ",\"audio\":";
+        appendAudioJson(out, *meta);
+    }
+    out += '}';
+}
+
+void printRows(const ResultSet& results, const Options& options, Output& out) {
+    RowPaths paths(results);
+    const bool escapes = !options.print0 && isTerminal(STDOUT_FILENO);
+    const std::string_view end = options.print0 ? std::string_view("\0", 1) : "\n";
+    std::string object;
+    for (std::size_t i = 0; i < results.rows.size() && out.isOpen(); ++i) {
+        const Row row = results.rows[i];
+        const std::string_view path = paths.path(row);
+        if (options.json) {
+            object.clear();
+            appendEntry(object, *results.vols[rowVolume(row)], rowEntry(row), path);
+            out.append(object);
+        } else if (escapes && needsEscaping(path)) {
+            out.append(escaped(path));
+        } else {
+            out.append(path);
+        }
+        out.append(end);
+    }
+    out.flush();
+}
+
+} // namespace
+
+ExitStatus runList(const Options& options) {
+    if (const auto fault = Session::queryFault(options.query)) {
+        printError(*fault);
+        return ExitStatus::error;
+    }
+    Session session(options, {.keepsOrders = false});
+    session.scan();
+    const auto results = session.search(searchState(options));
+
+    Output out(STDOUT_FILENO);
+    printRows(*results, options, out);
+    if (out.error() != 0) {
+        printError(
+            tr("The output cannot be written: {reason}", {{"reason", std::strerror(out.error())}}));
+        return ExitStatus::error;
+    }
+    if (session.hasFailures())
+        return ExitStatus::error;
+    return results->total > 0 ? ExitStatus::success : ExitStatus::noHits;
+}
+
+} // namespace quarrydex

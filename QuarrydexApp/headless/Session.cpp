@@ -1,0 +1,71 @@
+#include "QuarrydexApp/headless/Session.h"
+
+#include "QuarrydexApp/headless/Terminal.h"
+#include "QuarrydexCore/base/Calendar.h"
+#include "QuarrydexCore/query/QueryError.h"
+#include "QuarrydexCore/query/QueryParser.h"
+#include "QuarrydexCore/text/tr.h"
+
+#include <QEventLoop>
+
+#include <algorithm>
+#include <utility>
+
+namespace quarrydex {
+
+Session::Session(const Options& options, Settings settings)
+    : model_({.roots = options.roots,
+              .excludes = options.excludes,
+              .includeExts = options.includeExts,
+              .keepsOrders = settings.keepsOrders}) {}
+
+void Session::scan() {
+    model_.startScans();
+    waitUntil([this] { return !model_.anyScanning(); });
+    reportFailures();
+}
+
+void Session::reportFailures() const {
+    for (const auto& volume : model_.volumes())
+        if (volume->failure)
+            printError(*volume->failure);
+}
+
+bool Session::hasFailures() const {
+    return std::ranges::any_of(model_.volumes(),
+                               [](const auto& volume) { return volume->failure.has_value(); });
+}
+
+std::optional<std::string> Session::queryFault(const std::string& query) {
+    try {
+        (void)QueryParser::parse(query, systemPlatform().clock.now(), LocalCalendar());
+    } catch (const QueryError& error) {
+        return tr("Invalid search: ") + error.what();
+    }
+    return std::nullopt;
+}
+
+std::shared_ptr<const ResultSet> Session::search(SearchState state) {
+    model_.setSearchState(std::move(state));
+    waitUntil([&, generation = model_.generation()] {
+        const ResultSet& results = *model_.results();
+        return results.generation >= generation && results.complete;
+    });
+    return model_.results();
+}
+
+void Session::waitUntil(const std::function<bool()>& done) {
+    if (done())
+        return;
+    QEventLoop loop;
+    const auto check = [&] {
+        if (done())
+            loop.quit();
+    };
+    QObject::connect(&model_, &Model::resultsChanged, &loop, check);
+    QObject::connect(&model_, &Model::sortingChanged, &loop, check);
+    QObject::connect(&model_, &Model::volumesChanged, &loop, check);
+    loop.exec();
+}
+
+} // namespace quarrydex

@@ -1,0 +1,52 @@
+/// What the modes without a window share: a model over the given folders, and ways to wait for it.
+///
+/// Waiting runs the event loop, so the model goes on working; nothing polls.
+/// Threads: the main thread, with a QCoreApplication.
+#pragma once
+
+#include "QuarrydexApp/headless/CommandLine.h"
+#include "QuarrydexApp/model/Model.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace quarrydex {
+
+/// Of the process.
+enum class ExitStatus : int { success = 0, noHits = 1, error = 2 };
+
+class Session {
+  public:
+    struct Settings {
+        bool keepsOrders = false; ///< more searches than one are to come
+    };
+
+    Session(const Options& options, Settings settings);
+
+    [[nodiscard]] Model& model() { return model_; }
+
+    /// Scans the folders, and tells those that could not be scanned.
+    void scan();
+
+    /// Names the folders that could not be scanned on standard error.
+    void reportFailures() const;
+
+    /// True when a folder could not be scanned.
+    [[nodiscard]] bool hasFailures() const;
+
+    /// What is wrong with the query text, as shown to the user, or nothing. Starts no search.
+    [[nodiscard]] static std::optional<std::string> queryFault(const std::string& query);
+
+    /// The whole result. REQUIRES: queryFault(state.query) is nothing.
+    [[nodiscard]] std::shared_ptr<const ResultSet> search(SearchState state);
+
+    /// Runs the event loop until `done`, which is asked after each change of the model.
+    void waitUntil(const std::function<bool()>& done);
+
+  private:
+    Model model_;
+};
+
+} // namespace quarrydex

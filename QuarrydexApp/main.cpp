@@ -1,0 +1,36 @@
+#include "QuarrydexApp/headless/CommandLine.h"
+#include "QuarrydexApp/headless/Headless.h"
+#include "QuarrydexApp/headless/Session.h"
+#include "QuarrydexApp/headless/Terminal.h"
+
+#include <algorithm>
+#include <csignal>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+/// Puts the null device where a standard stream is closed: no file opened later may take its place.
+/// Read-only, so that output to a closed stream still fails.
+void holdStandardStreams() {
+    int fd = ::open("/dev/null", O_RDONLY);
+    while (fd >= 0 && fd <= STDERR_FILENO)
+        fd = ::open("/dev/null", O_RDONLY);
+    ::close(fd);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    using namespace quarrydex;
+    holdStandardStreams();
+    std::signal(SIGPIPE, SIG_IGN); // a reader that goes away ends the output, not the program
+    const int arguments = std::max(argc - 1, 0); // argc may be 0
+    const auto options = parseCommandLine({argv + argc - arguments, argv + argc});
+    if (const auto* error = std::get_if<CommandLineError>(&options)) {
+        printError(error->message);
+        return static_cast<int>(ExitStatus::error);
+    }
+    return runHeadless(std::get<Options>(options), argc, argv);
+}

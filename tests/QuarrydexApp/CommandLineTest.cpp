@@ -1,0 +1,221 @@
+#include "QuarrydexApp/headless/CommandLine.h"
+
+#include "QuarrydexApp/headless/Batch.h"
+#include "QuarrydexApp/headless/Json.h"
+#include "QuarrydexApp/headless/Terminal.h"
+#include "QuarrydexCore/audio/AudioMeta.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+namespace quarrydex {
+
+namespace {
+
+using Mode = Options::Mode;
+
+/// The options, or a failed test.
+Options parsed(std::vector<const char*> arguments) {
+    const auto result = parseCommandLine(arguments);
+    if (const auto* error = std::get_if<CommandLineError>(&result)) {
+        ADD_FAILURE() << error->message;
+        return {};
+    }
+    return std::get<Options>(result);
+}
+
+/// The message, empty when the arguments were taken.
+std::string fault(std::vector<const char*> arguments) {
+    const auto result = parseCommandLine(arguments);
+    const auto* error = std::get_if<CommandLineError>(&result);
+    return error != nullptr ? error->message : "";
+}
+
+std::string jsonString(std::string_view text) {
+    std::string out;
+    appendJsonString(out, text);
+    return out;
+}
+
+std::string base64(std::string_view bytes) {
+    std::string out;
+    appendBase64(out, bytes);
+    return out;
+}
+
+} // namespace
+
+TEST(CommandLineTest, ListTakesItsOptions) {
+    const Options options =
+        parsed({"--root",    "/a",      "--list",  "--desc",      "--desc",
+                "--sort",    "created", "--limit", "0",           "--show-junk",
+                "--json",    "--root",  "b c",     "--exclude",   "/a/x",
+                "--exclude", "y",       "--types", "*.MP3; flac", "--no-persist"});
+    EXPECT_EQ(options.mode, Mode::list);
+    EXPECT_EQ(options.query, "--desc"); // a query may look like a flag
+    EXPECT_EQ(options.roots, (std::vector<std::string>{"/a", "b c"}));
+    EXPECT_EQ(options.excludes, (std::vector<std::string>{"/a/x", "y"}));
+    EXPECT_EQ(options.includeExts, (std::vector<std::string>{"mp3", "flac"}));
+    EXPECT_EQ(options.sort, SortKey::created);
+    EXPECT_EQ(options.limit, 0U);
+    EXPECT_TRUE(options.descending && options.showJunk && options.json);
+    EXPECT_FALSE(options.print0 || options.persist);
+}
+
+TEST(CommandLineTest, EveryModeIsChosenByItsFlag) {
+    EXPECT_EQ(parsed({}).mode, Mode::none);
+    EXPECT_EQ(parsed({"--batch"}).mode, Mode::batch);
+    EXPECT_EQ(parsed({"--version"}).mode, Mode::version);
+    EXPECT_EQ(parsed({"--help"}).mode, Mode::help);
+    EXPECT_EQ(parsed({"--explain", "x"}).explainPath, "x");
+    EXPECT_TRUE(parsed({"--batch"}).persist);
+}
+
+TEST(CommandLineTest, SelfTestTakesAllThatFollows) {
+    const Options options = parsed({"--root", "/a", "--selftest", "--root", "--list", ""});
+    EXPECT_EQ(options.mode, Mode::selfTest);
+    EXPECT_EQ(options.queries, (std::vector<std::string>{"--root", "--list", ""}));
+    EXPECT_EQ(options.roots, std::vector<std::string>{"/a"});
+    EXPECT_FALSE(options.persist);
+    EXPECT_TRUE(parsed({"--selftest"}).queries.empty());
+}
+
+TEST(CommandLineTest, RootWithoutValueIsIgnored) {
+    const Options options = parsed({"--list", "x", "--root"});
+    EXPECT_EQ(options.mode, Mode::list);
+    EXPECT_TRUE(options.roots.empty());
+}
+
+TEST(CommandLineTest, FaultsAreNamed) {
+    const struct {
+        std::vector<const char*> arguments;
+        const char* said; ///< a part of the message
+    } cases[] = {
+        {{"--frobnicate"}, "--frobnicate"},
+        {{"-x"}, "-x"},
+        {{"--list=x"}, "--list=x"},
+        {{"/tmp"}, "/tmp"},
+        {{""}, "Unexpected"},
+        {{"--list"}, "--list needs a value"},
+        {{"--explain"}, "--explain needs a value"},
+        {{"--explain", ""}, "--explain needs a value"},
+        {{"--list", "x", "--sort"}, "--sort needs a value"},
+        {{"--list", "x", "--limit"}, "--limit needs a value"},
+        {{"--list", "x", "--types"}, "--types needs a value"},
+        {{"--list", "x", "--exclude"}, "--exclude needs a value"},
+        {{"--list", "x", "--sort", "Name"}, "“Name”"},
+        {{"--list", "x", "--limit", "-1"}, "“-1”"},
+        {{"--list", "x", "--limit", "3x"}, "“3x”"},
+        {{"--list", "x", "--limit", ""}, "“”"},
+        {{"--list", "x", "--limit", "99999999999999999999"}, "“99999999999999999999”"},
+        {{"--list", "x", "--types", "*.m?a;mp3;a/b"},
+         "Not understood (only *.extension, separated by semicolons): *.m?a a/b"},
+        {{"--list", "x", "--print0", "--json"}, "--print0 and --json"},
+        {{"--list", "x", "--batch"}, "--list and --batch"},
+        {{"--batch", "--selftest"}, "--batch and --selftest"},
+        {{"--batch", "--json"}, "--json works with --list only"},
+        {{"--desc"}, "--desc works with --list only"},
+        {{"--frobnicate", "--limit", "x"}, "--frobnicate"}, // the first fault
+    };
+
+    for (const auto& c : cases)
+        EXPECT_NE(fault(c.arguments).find(c.said), std::string::npos)
+            << "'" << fault(c.arguments) << "' should say '" << c.said << "'";
+}
+
+TEST(CommandLineTest, HelpNamesEveryFlag) {
+    for (const char* flag :
+         {"--root", "--no-persist", "--selftest", "--list", "--sort", "--desc", "--show-junk",
+          "--limit", "--print0", "--json", "--batch", "--explain", "--exclude", "--types",
+          "--version", "--help", "pathBase64", "pathsBase64"})
+        EXPECT_NE(helpText().find(flag), std::string::npos) << flag;
+}
+
+// --- Requests of --batch ------------------------------------------------------------------------
+
+TEST(BatchTest, RequestsBecomeSearches) {
+    const auto request =
+        parseRequest(R"({"query":"a \"b\"","sort":"size","desc":true,"showJunk":true,"limit":7})");
+    const auto& state = std::get<SearchState>(request);
+    EXPECT_EQ(state.query, "a \"b\"");
+    EXPECT_EQ(state.sortKey, SortKey::size);
+    EXPECT_TRUE(state.sortDesc && state.showJunk && state.browseAll);
+    EXPECT_EQ(state.limit, 7U);
+    EXPECT_EQ(std::get<SearchState>(parseRequest("{}")).limit, SearchState::noLimit);
+}
+
+TEST(BatchTest, BadRequestsAreRefused) {
+    const std::string deep(100'000, '[');
+    const std::string_view lines[] = {"",
+                                      "[",
+                                      "[1]",
+                                      "7",
+                                      "null",
+                                      "{\"query\":\"x\"",
+                                      "{\"query\":\"\xFF\"}",
+                                      deep,
+                                      R"({"query":7})",
+                                      R"({"query":null})",
+                                      R"({"sort":"Size"})",
+                                      R"({"sort":2})",
+                                      R"({"desc":1})",
+                                      R"({"showJunk":"yes"})",
+                                      R"({"limit":-1})",
+                                      R"({"limit":1.5})",
+                                      R"({"limit":"1"})",
+                                      R"({"Query":"x"})"};
+    for (std::string_view line : lines)
+        EXPECT_TRUE(std::holds_alternative<CommandLineError>(parseRequest(line)))
+            << line.substr(0, 40);
+}
+
+// --- Texts --------------------------------------------------------------------------------------
+
+TEST(JsonTest, StringsReadBackAsTheyWere) {
+    for (const char* text : {"", "plain", "a\"b\\c", "tab\tline\n\x01\x7F", "Café が 😀"})
+        EXPECT_EQ(nlohmann::json::parse(jsonString(text)).get<std::string>(), text);
+    EXPECT_EQ(jsonString("plain"), "\"plain\"");
+    EXPECT_EQ(nlohmann::json::parse(jsonString("a\xFFz")).get<std::string>(), "a\uFFFDz");
+}
+
+TEST(JsonTest, Base64KeepsEveryByte) {
+    const std::pair<std::string_view, const char*> cases[] = {
+        {"", R"("")"},        {"f", R"("Zg==")"},        {"fo", R"("Zm8=")"},
+        {"foo", R"("Zm9v")"}, {"foob", R"("Zm9vYg==")"}, {"\xFF\xFE\xFD", R"("//79")"},
+        {"\xFB", R"("+w==")"}};
+    for (const auto& [bytes, text] : cases)
+        EXPECT_EQ(base64(bytes), text);
+}
+
+TEST(JsonTest, AudioRecordsCarryTheirFieldNames) {
+    AudioMeta meta;
+    meta.durationMs = 210'000;
+    meta.codec = AudioCodec::float_;
+    meta.bpm10 = 1205;
+    meta.title = "\"T\"";
+    std::string out;
+    appendAudioJson(out, meta);
+    const auto object = nlohmann::json::parse(out);
+    EXPECT_EQ(object.size(), 14U);
+    EXPECT_EQ(object["durationMs"], 210'000);
+    EXPECT_EQ(object["codec"], "float");
+    EXPECT_EQ(object["bpm10"], 1205);
+    EXPECT_EQ(object["vbr"], false);
+    EXPECT_EQ(object["title"], "\"T\"");
+}
+
+TEST(TerminalTest, OnlyTextsThatWouldMoveTheCursorAreEscaped) {
+    const std::pair<std::string_view, std::string_view> cases[] = {
+        {"plain", "plain"},           {"back\\slash", "back\\slash"},
+        {"Café が 😀", "Café が 😀"},   {"a\nb", "a\\nb"},
+        {"a\nb\\", "a\\nb\\\\"},      {"\t\r\x1B[2J\x7F", "\\t\\r\\x1b[2J\\x7f"},
+        {"\xC2\x9B!", "\\xc2\\x9b!"}, // C1: a terminal may take it for ESC [
+        {"\x9B!\xFF", "\\x9b!\\xff"}, {"\xC2\xA0", "\xC2\xA0"},
+    };
+    for (const auto& [text, shown] : cases) {
+        EXPECT_EQ(escaped(text), shown);
+        EXPECT_EQ(needsEscaping(text), text != shown);
+    }
+}
+
+} // namespace quarrydex

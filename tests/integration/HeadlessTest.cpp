@@ -1,0 +1,429 @@
+// Runs the built program as a user or a script would.
+
+#include "QuarrydexCore/base/Fd.h"
+
+#include "tests/support/TempTree.h"
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace quarrydex {
+
+namespace {
+
+using nlohmann::json;
+
+struct Outcome {
+    int status = -1; ///< exit status; -1 when killed
+    std::string out;
+    std::string err;
+};
+
+std::pair<Fd, Fd> makePipe() {
+    int ends[2];
+    if (::pipe2(ends, O_CLOEXEC) != 0)
+        std::abort();
+    return {Fd(ends[0]), Fd(ends[1])};
+}
+
+/// A pseudo-terminal: what the program is given, and what reads from it.
+std::pair<Fd, Fd> makeTerminal() {
+    Fd reader(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+    char name[64];
+    if (::grantpt(reader.get()) != 0 || ::unlockpt(reader.get()) != 0 ||
+        ::ptsname_r(reader.get(), name, sizeof name) != 0)
+        std::abort();
+    Fd shown(::open(name, O_RDWR | O_NOCTTY | O_CLOEXEC));
+    return {std::move(reader), std::move(shown)};
+}
+
+std::string readAll(Fd from) {
+    std::string out;
+    std::array<char, 65'536> buffer;
+    for (ssize_t got; (got = ::read(from.get(), buffer.data(), buffer.size())) > 0;)
+        out.append(buffer.data(), static_cast<std::size_t>(got));
+    return out;
+}
+
+struct Launch {
+    std::string input{};
+    bool terminal = false;     ///< standard output is a terminal
+    bool readerLeaves = false; ///< standard output is a pipe that nobody reads
+    bool closedInput = false;
+    bool asNobody = false; ///< without root's rights, when the test has them
+    std::vector<std::pair<const char*, const char*>> environment{};
+};
+
+/// In the child: becomes the program.
+[[noreturn]] void becomeProgram(
+    const std::vector<std::string>& arguments, const Launch& launch, int in, int out, int err) {
+    ::dup2(in, STDIN_FILENO);
+    ::dup2(out, STDOUT_FILENO);
+    ::dup2(err, STDERR_FILENO);
+    if (launch.closedInput)
+        ::close(STDIN_FILENO);
+    for (const auto& [name, value] : launch.environment)
+        ::setenv(name, value, 1);
+    if (launch.asNobody && ::getuid() == 0 && (::setgid(65'534) != 0 || ::setuid(65'534) != 0))
+        ::_exit(126);
+    std::vector<char*> argv = {const_cast<char*>(QDX_PROGRAM)};
+    for (const std::string& argument : arguments)
+        argv.push_back(const_cast<char*>(argument.c_str()));
+    argv.push_back(nullptr);
+    ::execv(QDX_PROGRAM, argv.data());
+    ::_exit(127);
+}
+
+Outcome run(const std::vector<std::string>& arguments, const Launch& launch = {}) {
+    auto [inRead, inWrite] = makePipe();
+    auto [outRead, outWrite] = launch.terminal ? makeTerminal() : makePipe();
+    auto [errRead, errWrite] = makePipe();
+    if (launch.readerLeaves)
+        outRead.reset();
+    const pid_t child = ::fork();
+    if (child == 0)
+        becomeProgram(arguments, launch, inRead.get(), outWrite.get(), errWrite.get());
+    inRead.reset();
+    outWrite.reset();
+    errWrite.reset();
+
+    Outcome outcome;
+    std::thread writer([&launch, to = std::move(inWrite)] {
+        std::string_view rest = launch.input;
+        for (ssize_t n; !rest.empty() && (n = ::write(to.get(), rest.data(), rest.size())) > 0;)
+            rest.remove_prefix(static_cast<std::size_t>(n));
+    });
+    std::thread errors(
+        [&, from = std::move(errRead)]() mutable { outcome.err = readAll(std::move(from)); });
+    outcome.out = readAll(std::move(outRead));
+    writer.join();
+    errors.join();
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return outcome;
+}
+
+std::vector<std::string> split(const std::string& text, char end) {
+    std::vector<std::string> parts;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t stop = text.find(end, at);
+        EXPECT_NE(stop, std::string::npos) << "the last one has no end";
+        parts.push_back(text.substr(at, stop - at));
+        at = stop == std::string::npos ? text.size() : stop + 1;
+    }
+    return parts;
+}
+
+class HeadlessTest : public ::testing::Test {
+  protected:
+    HeadlessTest() {
+        ::signal(SIGPIPE, SIG_IGN);
+        tree.file("music/One.mp3", 300);
+        tree.file("music/two.flac", 200);
+        tree.file("music/Three.MP3", 100);
+        tree.file("notes.txt", 5);
+        tree.file(".hidden/one.mp3", 7);
+        tree.file("Thumbs.db", 9);
+        for (const char* name : {"music/One.mp3", "music/two.flac", "music/Three.MP3", "music"})
+            tree.setTimes(name, ++time);
+    }
+
+    /// Runs over the tree.
+    Outcome search(std::vector<std::string> arguments, const Launch& launch = {}) {
+        arguments.insert(arguments.begin(), {"--root", tree.path()});
+        return run(arguments, launch);
+    }
+
+    /// Full paths, one a line.
+    std::string lines(const std::vector<std::string>& names) {
+        std::string out;
+        for (const std::string& name : names)
+            out += tree.path(name) + "\n";
+        return out;
+    }
+
+    TempTree tree;
+    std::int64_t time = 1'600'000'000;
+};
+
+} // namespace
+
+// --- --list -------------------------------------------------------------------------------------
+
+TEST_F(HeadlessTest, ListPrintsPathsInOrder) {
+    const struct {
+        std::vector<std::string> arguments;
+        std::vector<std::string> names;
+    } cases[] = {
+        {{"--list", "mp3"}, {"music/One.mp3", "music/Three.MP3"}},
+        {{"--list", "mp3", "--desc"}, {"music/Three.MP3", "music/One.mp3"}},
+        {{"--list", "ext:mp3,flac", "--sort", "size"},
+         {"music/Three.MP3", "music/two.flac", "music/One.mp3"}},
+        {{"--list", "ext:mp3,flac", "--sort", "date", "--desc"},
+         {"music/Three.MP3", "music/two.flac", "music/One.mp3"}},
+        {{"--list", "", "--sort", "path"},
+         {"music", "music/One.mp3", "music/Three.MP3", "music/two.flac", "notes.txt"}},
+        {{"--list", "", "--limit", "2"}, {"music", "notes.txt"}},
+        {{"--list", "one", "--show-junk", "--sort", "size"}, {".hidden/one.mp3", "music/One.mp3"}},
+        {{"--list", "file:", "--types", "*.mp3"}, {"music/One.mp3", "music/Three.MP3"}},
+        {{"--list", "file:", "--exclude", tree.path("music")}, {"notes.txt"}},
+        {{"--no-persist", "--list", "two | notes"}, {"notes.txt", "music/two.flac"}},
+    };
+
+    for (const auto& c : cases) {
+        const Outcome outcome = search(c.arguments);
+        EXPECT_EQ(outcome.out, lines(c.names));
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_EQ(outcome.err, "");
+    }
+}
+
+TEST_F(HeadlessTest, StatusTellsHitsFromNoneFromErrors) {
+    EXPECT_EQ(search({"--list", "absent"}).status, 1);
+    EXPECT_EQ(search({"--list", "mp3", "--limit", "0"}).status, 0);
+
+    const Outcome invalid = search({"--list", "size:10xb"});
+    EXPECT_EQ(invalid.status, 2);
+    EXPECT_EQ(invalid.out, "");
+    EXPECT_EQ(invalid.err, "Invalid search: size: 10xb\n");
+
+    for (const auto& arguments : std::vector<std::vector<std::string>>{{},
+                                                                       {"--frobnicate"},
+                                                                       {"--list"},
+                                                                       {"--list", "x"},
+                                                                       {"--batch"},
+                                                                       {"--explain", "/"},
+                                                                       {"--selftest"},
+                                                                       {"--root", tree.path()}}) {
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_EQ(outcome.out, "");
+        EXPECT_EQ(std::ranges::count(outcome.err, '\n'), 1) << outcome.err;
+    }
+    EXPECT_EQ(run({"--list", "x"}).err, "No folder given: use --root DIR.\n");
+    EXPECT_EQ(run({"--version"}).status, 0);
+    EXPECT_EQ(run({"--help"}).status, 0);
+}
+
+TEST_F(HeadlessTest, BadRootIsToldAndTheOthersAreSearched) {
+    for (const std::string& bad : {tree.path("absent"), tree.path("notes.txt")}) {
+        const Outcome outcome = run({"--root", bad, "--root", tree.path(), "--list", "notes"});
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_EQ(outcome.out, lines({"notes.txt"}));
+        EXPECT_NE(outcome.err.find(bad), std::string::npos) << outcome.err;
+    }
+}
+
+TEST_F(HeadlessTest, NamesAreByteExact) {
+    const std::vector<std::string> names = {"x\nfoo", "x\xFF\xFE", "x\x1B[31m", "x\"q\\", "x café"};
+    for (const std::string& name : names)
+        tree.file(name);
+    std::vector<std::string> found =
+        split(search({"--list", "x", "--print0", "--sort", "path"}).out, '\0');
+    for (const std::string& name : names)
+        EXPECT_EQ(std::ranges::count(found, tree.path(name)), 1) << name;
+
+    for (const std::string& line : split(search({"--list", "x", "--json"}).out, '\n')) {
+        const json object = json::parse(line);
+        EXPECT_EQ(object.contains("pathBase64"), object["name"] == "x\uFFFD\uFFFD") << line;
+    }
+}
+
+TEST_F(HeadlessTest, ControlCharactersAreEscapedForATerminalOnly) {
+    tree.file("esc\x1B[2J\n");
+    EXPECT_EQ(search({"--list", "esc"}).out, lines({"esc\x1B[2J\n"}));
+    EXPECT_EQ(search({"--list", "esc"}, {.terminal = true}).out,
+              tree.path("esc\\x1b[2J\\n") + "\r\n");
+    EXPECT_NE(search({"--explain", tree.path("esc\x1B[2J\n")}, {.terminal = true})
+                  .out.find("esc\\x1b[2J\\n"),
+              std::string::npos);
+}
+
+TEST_F(HeadlessTest, JsonLinesHoldEveryField) {
+    const json file = json::parse(search({"--list", "three", "--json"}).out);
+    EXPECT_EQ(file["path"], tree.path("music/Three.MP3"));
+    EXPECT_EQ(file["name"], "Three.MP3");
+    EXPECT_EQ(file["size"], 100);
+    EXPECT_EQ(file["mtime"], 1'600'000'003);
+    EXPECT_TRUE(file["ctime"].is_number_unsigned());
+    EXPECT_EQ(file["kind"], "file");
+    EXPECT_EQ(file["flags"], 0);
+    EXPECT_EQ(file["ext"], "mp3");
+    EXPECT_EQ(file["drive"], tree.path().substr(tree.path().rfind('/') + 1));
+    EXPECT_FALSE(file.contains("audio"));
+    const json folder = json::parse(search({"--list", "music", "--json"}).out);
+    EXPECT_EQ(folder["kind"], "folder");
+    EXPECT_EQ(folder["ext"], "");
+    EXPECT_EQ(folder["flags"], 1);
+}
+
+TEST_F(HeadlessTest, ReaderThatLeavesEndsTheOutputQuietly) {
+    for (int i = 0; i < 3'000; ++i)
+        tree.file("many/a file with a rather long name " + std::to_string(i));
+    for (const char* json : {"--json", "--print0"}) {
+        const Outcome outcome = search({"--list", "file", json}, {.readerLeaves = true});
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_EQ(outcome.err, "");
+    }
+    EXPECT_EQ(search({"--batch"}, {.input = "{}\n{}\n", .readerLeaves = true}).status, 0);
+}
+
+TEST_F(HeadlessTest, NoLocaleDisturbsTheOutput) {
+    for (const char* locale : {"C", "de_DE.UTF-8", "xx_YY"}) {
+        const Outcome outcome =
+            search({"--list", "size:>=0.1k ext:mp3"}, {.environment = {{"LC_ALL", locale}}});
+        EXPECT_EQ(outcome.out, lines({"music/One.mp3"})) << locale;
+        EXPECT_EQ(outcome.err, "") << locale;
+    }
+}
+
+// --- --batch ------------------------------------------------------------------------------------
+
+TEST_F(HeadlessTest, BatchAnswersEveryRequestInTurn) {
+    tree.file("x\xFF");
+    const std::string tooLong = "{\"query\":\"" + std::string(1 << 20, 'a') + "\"}";
+    const Outcome outcome =
+        search({"--batch"},
+               {.input = "{\"query\":\"mp3\"}\n"
+                         "not json\n"
+                         "\n" +
+                         tooLong +
+                         "\n"
+                         "{\"query\":\"size:10xb\"}\n"
+                         "{\"query\":\"file:\",\"sort\":\"size\",\"desc\":true,\"limit\":2}\r\n"
+                         "{\"query\":\"x\",\"sort\":\"name\",\"limit\":9}\n"
+                         "{\"query\":\"absent\"}\n"
+                         "{\"query\":\"thumbs\",\"showJunk\":true}"});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.err, "");
+    std::vector<json> answers;
+    for (const std::string& line : split(outcome.out, '\n'))
+        answers.push_back(json::parse(line));
+    ASSERT_EQ(answers.size(), 8U);
+    const auto paths = [&](const std::vector<std::string>& names) {
+        json out = json::array();
+        for (const std::string& name : names)
+            out.push_back(tree.path(name));
+        return out;
+    };
+    EXPECT_EQ(answers[0]["count"], 2);
+    EXPECT_TRUE(answers[0]["ms"].is_number());
+    EXPECT_EQ(answers[0]["paths"], paths({"music/One.mp3", "music/Three.MP3"}));
+    EXPECT_FALSE(answers[0].contains("pathsBase64"));
+    for (std::size_t i : {1U, 2U, 3U})
+        EXPECT_TRUE(answers[i].contains("error") && answers[i].size() == 1) << answers[i];
+    EXPECT_EQ(answers[3]["error"], "Invalid search: size: 10xb");
+    EXPECT_EQ(answers[4]["count"], 5);
+    EXPECT_EQ(answers[4]["paths"], paths({"music/One.mp3", "music/two.flac"}));
+    ASSERT_EQ(answers[5]["paths"].size(), 2U); // notes.txt and the name that is no UTF-8
+    EXPECT_EQ(answers[5]["pathsBase64"][0], nullptr);
+    EXPECT_TRUE(answers[5]["pathsBase64"][1].is_string());
+    EXPECT_EQ(answers[6]["paths"], json::array());
+    EXPECT_EQ(answers[7]["count"], 1);
+}
+
+TEST_F(HeadlessTest, BatchEndsWithItsInput) {
+    EXPECT_EQ(search({"--batch"}).out, "");
+    EXPECT_EQ(search({"--batch"}).status, 0);
+    EXPECT_EQ(search({"--batch"}, {.closedInput = true}).status, 0);
+    EXPECT_EQ(run({"--root", tree.path("absent"), "--batch"}).status, 2);
+}
+
+// --- --explain ----------------------------------------------------------------------------------
+
+TEST_F(HeadlessTest, ExplainNamesTheReason) {
+    tree.link("link.mp3", "music");
+    tree.file("._junk.mp3");
+    tree.file("cycle/a/a/a/a/a/a/deep.mp3");
+    tree.folder("shut");
+    tree.file("shut/inside");
+    ASSERT_EQ(::chmod(tree.path().c_str(), 0755), 0);
+    tree.chmod("shut", 0);
+
+    const struct {
+        std::string path;
+        int status;
+        const char* said;
+    } cases[] = {
+        {"music/One.mp3", 0, "Found"},
+        {"music//./One.mp3", 0, "Found"},
+        {"music", 0, "Found"},
+        {"link.mp3", 0, "Found"},
+        {"link.mp3/none", 1, "music/none” does not exist"},
+        {"music/one.mp3", 1, "does not exist"},
+        {"absent/x", 1, "does not exist"},
+        {".hidden/one.mp3", 1, "hidden folder"},
+        {".hidden", 1, "It is hidden."},
+        {"._junk.mp3", 1, "system file"},
+        {"music/two.flac", 1, "type filter"},
+        {"out", 0, "Found"},
+        {"out/x.mp3", 1, "excluded"},
+        {"notes.txt/x", 1, "type filter"},
+        {"cycle/a/a/a/a/a/a/deep.mp3", 1, "repeats itself"},
+        {"shut/inside", 1, "cannot be read: Permission denied"},
+        {"link.mp3/One.mp3", 0, "music/One.mp3"}, // through the link, where it really is
+        {"/nowhere", 1, "outside"},
+        {"", 1, "folder that is searched"},
+    };
+
+    tree.file("out/x.mp3");
+    for (const auto& c : cases) {
+        const std::string path = c.path.starts_with('/') ? c.path : tree.path() + "/" + c.path;
+        const Outcome outcome =
+            search({"--types", "mp3", "--exclude", tree.path("out"), "--explain", path},
+                   {.asNobody = true});
+        if (outcome.status >= 126)
+            GTEST_SKIP() << "the program cannot be run without root's rights from where it lies";
+        EXPECT_EQ(outcome.status, c.status) << path << "\n" << outcome.out << outcome.err;
+        EXPECT_NE(outcome.out.find(c.said), std::string::npos) << path << "\n" << outcome.out;
+    }
+    tree.chmod("shut", 0755);
+    EXPECT_EQ(run({"--root", tree.path("absent"), "--explain", tree.path()}).status, 2);
+}
+
+TEST_F(HeadlessTest, ExplainNamesMountsThatAreNotEntered) {
+    struct stat outer;
+    struct stat inner;
+    if (::stat("/dev", &outer) != 0 || ::stat("/dev/shm", &inner) != 0 ||
+        outer.st_dev == inner.st_dev)
+        GTEST_SKIP() << "no file system begins at /dev/shm here";
+    const Outcome outcome = run({"--root", "/dev", "--explain", "/dev/shm/x"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_NE(outcome.out.find("Another file system begins at “/dev/shm”"), std::string::npos)
+        << outcome.out;
+}
+
+// --- --selftest ---------------------------------------------------------------------------------
+
+TEST_F(HeadlessTest, SelfTestScansAndTimesQueries) {
+    const Outcome outcome = search({"--selftest", "mp3"});
+    EXPECT_EQ(outcome.status, 0);
+    const std::vector<std::string> printed = split(outcome.out, '\n');
+    const auto done = std::ranges::find_if(
+        printed, [](const std::string& line) { return line.starts_with("scan done in "); });
+    ASSERT_EQ(printed.end() - done, 6);
+    EXPECT_NE(done->find(" s: "), std::string::npos);
+    const char* const keys[] = {"name", "path", "size", "date", "created"};
+    for (int i = 0; i < 5; ++i) {
+        const std::string& line = done[i + 1];
+        EXPECT_TRUE(line.starts_with("query 'mp3' sort " + std::string(keys[i]))) << line;
+        EXPECT_NE(line.find("2 rows in "), std::string::npos) << line;
+        EXPECT_TRUE(line.ends_with(" ms")) << line;
+    }
+}
+
+} // namespace quarrydex

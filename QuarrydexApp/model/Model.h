@@ -79,7 +79,7 @@ class Model : public QObject {
     void setBrowseAll(bool browseAll);
     void setShowJunk(bool showJunk);
 
-    /// `setSort(_:desc:)`
+    /// `setSort(_:desc:)`: searches at once, and again when the key's kept order is ready.
     void setSort(SortKey key, bool desc);
 
     /// `runSearch(resetScroll:)`: searches for the present state; the result arrives later. With a

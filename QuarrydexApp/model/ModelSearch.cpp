@@ -46,6 +46,8 @@ void Model::setShowJunk(bool showJunk) {
 void Model::setSort(SortKey key, bool desc) {
     state_.sortKey = key;
     state_.sortDesc = desc;
+    if (options_.keepsOrders)
+        prepareSort(key);
     runSearch(true);
 }
 

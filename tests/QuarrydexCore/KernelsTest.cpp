@@ -6,6 +6,7 @@
 #include <string>
 
 #include <gtest/gtest.h>
+#include <hwy/targets.h>
 
 namespace quarrydex {
 
@@ -65,7 +66,37 @@ void expectAllWaysAgree(const Heap& heap, const std::string& text) {
         EXPECT_EQ(listed[w], asked[w] & expected[w]) << "listed";
 }
 
-TEST(KernelsTest, EveryWayOfMatchingFindsWhatFindDoes) {
+/// Runs every claim once for each instruction set that the kernels are compiled for and this
+/// processor has, not only for the best of them.
+class KernelsTest : public ::testing::TestWithParam<std::int64_t> {
+  protected:
+    void SetUp() override { useOnly(GetParam()); }
+
+    void TearDown() override { useOnly(0); }
+
+  private:
+    /// 0 gives the choice back.
+    static void useOnly(std::int64_t targets) {
+        hwy::SetSupportedTargetsForTest(targets);
+        hwy::GetChosenTarget().Update(hwy::SupportedTargets());
+    }
+};
+
+std::vector<std::int64_t> targetsHere() {
+    std::vector<std::int64_t> targets;
+    for (std::int64_t left = hwy::SupportedTargets() & HWY_TARGETS; left != 0; left &= left - 1)
+        targets.push_back(left & -left);
+    return targets;
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryTarget,
+                         KernelsTest,
+                         ::testing::ValuesIn(targetsHere()),
+                         [](const auto& info) -> std::string {
+                             return hwy::TargetName(info.param);
+                         });
+
+TEST_P(KernelsTest, EveryWayOfMatchingFindsWhatFindDoes) {
     std::mt19937 random(7);
     for (int round = 0; round < 60; ++round) {
         std::vector<std::string> names(1 + random() % 400);
@@ -84,7 +115,7 @@ TEST(KernelsTest, EveryWayOfMatchingFindsWhatFindDoes) {
     }
 }
 
-TEST(KernelsTest, MatchesAtBlockEdgesAndAcrossSixtyFourBytes) {
+TEST_P(KernelsTest, MatchesAtBlockEdgesAndAcrossSixtyFourBytes) {
     // A name that spans several 64-byte steps, a match in the last bytes of the heap, and a needle
     // that would only match across two names.
     const Heap heap({std::string(150, 'x') + "needle", "need", "le", std::string(200, 'y'),
@@ -94,7 +125,7 @@ TEST(KernelsTest, MatchesAtBlockEdgesAndAcrossSixtyFourBytes) {
     expectAllWaysAgree(heap, std::string(512, 'y'));
 }
 
-TEST(KernelsTest, ColumnTestsKeepExactlyTheWantedAndOnlyClearBits) {
+TEST_P(KernelsTest, ColumnTestsKeepExactlyTheWantedAndOnlyClearBits) {
     std::mt19937_64 random(11);
     for (std::size_t n : {1U, 63U, 64U, 65U, 1000U, 5000U, blockEntries}) {
         std::vector<std::uint8_t> flags(n);

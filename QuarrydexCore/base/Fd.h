@@ -1,9 +1,9 @@
 /// A file descriptor that closes itself. Move-only; -1 is "none".
 #pragma once
 
-#include <unistd.h>
-
 #include <utility>
+
+#include <unistd.h>
 
 namespace quarrydex {
 

@@ -1,9 +1,9 @@
 #include "QuarrydexCore/base/Mapping.h"
 
-#include <sys/mman.h>
-
 #include <cstdio>
 #include <cstdlib>
+
+#include <sys/mman.h>
 
 namespace quarrydex {
 

@@ -1,12 +1,12 @@
 #include "QuarrydexCore/base/ParallelFor.h"
 #include "QuarrydexCore/base/SerialQueue.h"
 
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <numeric>
 #include <thread>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 namespace quarrydex {
 
@@ -27,9 +27,8 @@ TEST(ParallelTest, CallsFromManyThreadsAndFromWithinMakeProgress) {
     for (int t = 0; t < 4; ++t)
         callers.emplace_back([&] {
             for (int round = 0; round < 50; ++round)
-                parallelFor(4, 3, [&](std::size_t) {
-                    parallelFor(3, 2, [&](std::size_t) { ++total; });
-                });
+                parallelFor(4, 3,
+                            [&](std::size_t) { parallelFor(3, 2, [&](std::size_t) { ++total; }); });
         });
     for (std::thread& caller : callers)
         caller.join();

@@ -92,6 +92,8 @@ void BlockEvaluator::narrowToText(const ops::Text& text,
                                   const Block& block,
                                   Memory& memory,
                                   std::uint64_t* found) {
+    if (text.bytes.empty())
+        return; // every name holds it
     const VolumeIndex& index = group_.index();
     if (text.needle.empty()) {
         keepIf(found, block.words(), block.first, [&](EntryId id) {
@@ -115,7 +117,7 @@ void BlockEvaluator::narrowToText(const ops::Text& text,
 }
 
 void BlockEvaluator::apply(const ops::Text& test, bool neg, const Block& block, Memory& memory) {
-    if (!neg && !test.needle.empty()) {
+    if (!neg) {
         narrowToText(test, block, memory, block.bits);
         return;
     }

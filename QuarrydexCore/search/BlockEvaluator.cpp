@@ -55,7 +55,8 @@ void keepByFolder(const EntryId* parents,
 
 } // namespace
 
-BlockEvaluator::BlockEvaluator(const OpSet& group) : group_(group), memory_(group.ops().size()) {
+BlockEvaluator::BlockEvaluator(const OpSet& group, const std::atomic<std::uint32_t>& cancelled)
+    : group_(group), cancelled_(cancelled), memory_(group.ops().size()) {
     for (std::size_t i = 0; i < memory_.size(); ++i)
         if (const auto* test = std::get_if<ops::Regex>(&group.ops()[i].test))
             memory_[i].regex = test->pattern.clone();
@@ -154,8 +155,11 @@ void BlockEvaluator::apply(const ops::Regex& test, bool neg, const Block& block,
         }
     }
     const VolumeIndex& index = group_.index();
-    keepIf(found_.data(), block.words(), block.first,
-           [&](EntryId id) { return memory.regex->matches(index.name(id).data()); });
+    // One name can take a second under a hostile expression: a newer search need not wait for more.
+    keepIf(found_.data(), block.words(), block.first, [&](EntryId id) {
+        return cancelled_.load(std::memory_order_relaxed) == 0 &&
+               memory.regex->matches(index.name(id).data());
+    });
     keepFound(block, neg);
 }
 

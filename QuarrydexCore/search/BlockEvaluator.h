@@ -11,6 +11,7 @@
 #include "QuarrydexCore/search/OpSet.h"
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -19,8 +20,9 @@ namespace quarrydex {
 
 class BlockEvaluator {
   public:
-    /// The group must outlive the evaluator.
-    explicit BlockEvaluator(const OpSet& group);
+    /// The group and the flag must outlive the evaluator. Once the flag is set, results are of no
+    /// use any more and slow tests end early.
+    BlockEvaluator(const OpSet& group, const std::atomic<std::uint32_t>& cancelled);
 
     /// Clears the bits of entries that fail an op. `first` is a multiple of 64, `count` at most
     /// blockEntries, `bits` the block's (count + 63) / 64 words, with no bit set beyond count.
@@ -64,6 +66,7 @@ class BlockEvaluator {
     void keepFound(const Block& block, bool neg);
 
     const OpSet& group_;
+    const std::atomic<std::uint32_t>& cancelled_;
     std::vector<Memory> memory_;                         ///< one an op
     std::array<std::uint64_t, blockEntries / 64> found_; ///< scratch of one op
     std::array<std::uint64_t, blockEntries / 64> heap_;  ///< scratch of one heap pass

@@ -42,7 +42,7 @@ struct Evaluation {
         std::vector<BlockEvaluator> evaluators;
         evaluators.reserve(groups.size());
         for (const Group& group : groups)
-            evaluators.emplace_back(group.ops);
+            evaluators.emplace_back(group.ops, cancelled);
         std::size_t found = 0;
         for (std::uint32_t at = first; at < last; at += blockEntries) {
             if (cancelled.load(std::memory_order_relaxed) != 0)

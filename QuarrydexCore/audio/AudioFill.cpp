@@ -255,7 +255,10 @@ void markTexts(const RowScan& scan,
     if (folded.find('\0') != std::string_view::npos)
         return; // no stored text holds one
     if (folded.empty()) {
-        scan.mark([=](std::size_t row) { return !TextPool::textAt(pool, offsets[row]).empty(); });
+        scan.mark([=](std::size_t row) {
+            const std::uint32_t offset = offsets[row];
+            return offset != 0 && offset < pool.size() && pool[offset] != '\0';
+        });
         return;
     }
     const PoolSearch search(pool, folded);

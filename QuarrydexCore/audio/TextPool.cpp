@@ -58,8 +58,11 @@ void TextPool::appendTerminated(std::string_view text) {
 }
 
 void TextPool::adopt(std::uint32_t offset) {
+    const bool beginsText = offset != 0 && offset < bytes_.size() && bytes_[offset - 1] == '\0';
+    if (!beginsText)
+        return;
     const std::string_view text = textAt(bytes_, offset);
-    if (text.empty() || bytes_[offset - 1] != '\0' || interned_.contains(text))
+    if (text.empty() || interned_.contains(text))
         return;
     // A damaged file's texts are not spread to new rows: the folded copy must be the right one.
     const std::size_t folded = offset + text.size() + 1;

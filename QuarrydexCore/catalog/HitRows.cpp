@@ -11,7 +11,7 @@ namespace quarrydex {
 
 namespace {
 
-constexpr std::size_t rowsPerTask = 1 << 17;
+constexpr std::size_t rowsPerTask = 1 << 16;
 constexpr int denseWord = 16; ///< hits in a word from which testing each bit is the faster way
 
 /// Bits first … last − 1 of a word. REQUIRES: first ≤ last ≤ 64, first < 64.
@@ -24,6 +24,14 @@ std::uint64_t bitRange(std::size_t first, std::size_t last) {
 std::uint64_t insideOf(std::size_t w, std::size_t begin, std::size_t end) {
     const std::size_t first = std::max(begin, w * 64) - w * 64;
     return bitRange(first, std::min(end - w * 64, std::size_t{64}));
+}
+
+/// std::popcount, which without an instruction for it is a call that costs more than all the rest.
+constexpr int popcount(std::uint64_t bits) {
+    bits -= bits >> 1 & 0x5555555555555555;
+    bits = (bits & 0x3333333333333333) + (bits >> 2 & 0x3333333333333333);
+    bits = (bits + (bits >> 4)) & 0x0F0F0F0F0F0F0F0F;
+    return static_cast<int>(bits * 0x0101010101010101 >> 56);
 }
 
 std::uint64_t hitBit(std::span<const std::uint64_t> hits, EntryId id) {
@@ -39,7 +47,7 @@ std::uint64_t hitBits8(std::span<const std::uint64_t> hits, const EntryId* rows)
 
 std::uint32_t* appendUp(std::uint64_t bits, std::size_t firstRow, std::uint32_t* out) {
     const auto first = static_cast<std::uint32_t>(firstRow);
-    if (std::popcount(bits) < denseWord) {
+    if (popcount(bits) < denseWord) {
         for (; bits != 0; bits &= bits - 1)
             *out++ = first + static_cast<std::uint32_t>(std::countr_zero(bits));
         return out;
@@ -53,7 +61,7 @@ std::uint32_t* appendUp(std::uint64_t bits, std::size_t firstRow, std::uint32_t*
 
 std::uint32_t* appendDown(std::uint64_t bits, std::size_t firstRow, std::uint32_t* out) {
     const auto first = static_cast<std::uint32_t>(firstRow);
-    if (std::popcount(bits) < denseWord) {
+    if (popcount(bits) < denseWord) {
         for (; bits != 0; bits ^= std::bit_floor(bits))
             *out++ = first + 63 - static_cast<std::uint32_t>(std::countl_zero(bits));
         return out;
@@ -65,19 +73,25 @@ std::uint32_t* appendDown(std::uint64_t bits, std::size_t firstRow, std::uint32_
     return out;
 }
 
-/// Runs from the last to the first, each ascending; every bit of `starts` begins one.
+/// Those of `bits` that are in one run with the set bit before them. `equal` has the rows that
+/// equal the row before. A carry runs from each set bit through the equal rows that follow it.
+std::uint64_t equalToBitBefore(std::uint64_t bits, std::uint64_t equal) {
+    const std::uint64_t seeds = bits << 1 & equal;
+    return (((seeds + equal) ^ equal) | seeds) & equal & bits;
+}
+
+/// Downwards, but each run of equal rows ascending: what came out of a run is turned around again.
 std::uint32_t*
-appendRunsDown(std::uint64_t bits, std::uint64_t starts, std::size_t firstRow, std::uint32_t* out) {
-    const auto first = static_cast<std::uint32_t>(firstRow);
-    while (bits != 0) {
-        const int top = 63 - std::countl_zero(bits);
-        const int start = 63 - std::countl_zero(starts & bitRange(0, std::size_t(top) + 1));
-        std::uint64_t run = bits >> start << start;
-        bits ^= run;
-        for (; run != 0; run &= run - 1)
-            *out++ = first + static_cast<std::uint32_t>(std::countr_zero(run));
+appendRunsDown(std::uint64_t bits, std::uint64_t equal, std::size_t firstRow, std::uint32_t* out) {
+    std::uint32_t* const end = appendDown(bits, firstRow, out);
+    for (std::uint64_t later = equalToBitBefore(bits, equal); later != 0;) {
+        const std::uint64_t upToTop = std::bit_floor(later) | (std::bit_floor(later) - 1);
+        const std::uint64_t first = std::bit_floor(bits & ~later & upToTop);
+        std::uint32_t* const top = out + popcount(bits & ~upToTop);
+        std::reverse(top, top + popcount(bits & upToTop & ~(first - 1)));
+        later &= first - 1;
     }
-    return out;
+    return end;
 }
 
 } // namespace
@@ -160,7 +174,7 @@ void HitRows::emitDown(std::size_t begin, std::size_t end, Rows& out) const {
                 at = appendUp(held[--heldCount], (w + above) * 64, at);
             complete &= ~lastRun;
         }
-        at = appendRunsDown(complete, runs, w * 64, at);
+        at = appendRunsDown(complete, inside & ~runs & ~beforeRuns, w * 64, at);
         if ((beforeRuns & inside) != 0)
             held[heldCount++] = bits & beforeRuns;
     }
@@ -239,6 +253,7 @@ std::vector<EntryId> HitRows::all(std::size_t atMost, bool descending, unsigned 
         std::size_t begin = part * rowsPerTask;
         std::size_t end = std::min(rows_.size(), begin + rowsPerTask);
         std::vector<std::uint32_t> found;
+        found.reserve(std::min(atMost, rowsPerTask));
         const auto visitor = [&](std::span<const std::uint32_t> rows, std::size_t) {
             found.insert(found.end(), rows.begin(), rows.end());
             return true;

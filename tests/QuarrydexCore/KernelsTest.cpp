@@ -92,8 +92,8 @@ std::vector<std::int64_t> targetsHere() {
 INSTANTIATE_TEST_SUITE_P(EveryTarget,
                          KernelsTest,
                          ::testing::ValuesIn(targetsHere()),
-                         [](const auto& info) -> std::string {
-                             return hwy::TargetName(info.param);
+                         [](const auto& target) -> std::string {
+                             return hwy::TargetName(target.param);
                          });
 
 TEST_P(KernelsTest, EveryWayOfMatchingFindsWhatFindDoes) {

@@ -118,8 +118,9 @@ Sample randomSample(Random& random, std::size_t count) {
             // Mostly in the latest folders, as a scan leaves them, in runs.
             entry.parent =
                 below(random, 3) != 0 ? folders.back() : folders[below(random, folders.size())];
-            entry.flags |=
-                sample.entries[entry.parent].flags & (EntryFlags::hidden | EntryFlags::junk);
+            constexpr int inherited = EntryFlags::hidden | EntryFlags::junk;
+            entry.flags = static_cast<std::uint8_t>(
+                entry.flags | (sample.entries[entry.parent].flags & inherited));
         }
         if (isFolder)
             entry.flags |= EntryFlags::dir;

@@ -120,8 +120,10 @@ void Model::publish(std::shared_ptr<const ResultSet> results) {
     mainQueue_.post([this, results = std::move(results)] {
         if (!isCurrent(results->generation))
             return;
-        results_ = results;
+        const auto replaced = std::exchange(results_, results);
         Q_EMIT resultsChanged();
+        if (replaced->rows.size() > oneStepRows) // giving much memory back takes milliseconds
+            completeQueue_.post([replaced] {});
     });
 }
 

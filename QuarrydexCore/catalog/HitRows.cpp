@@ -197,8 +197,8 @@ bool HitRows::visitUp(std::size_t begin, std::size_t end, const Visitor& visitor
     return true;
 }
 
-/// The same downwards. `begin` begins a run. A run that began before the chunk is visited by itself
-/// from its beginning, so a chunk's other rows are complete runs.
+/// The same downwards. A run that began before its chunk, or before `begin`, is visited by itself
+/// from its beginning, so a chunk's other rows are complete runs. REQUIRES: no run spans `end`.
 template <typename Visitor>
 bool HitRows::visitDown(std::size_t begin, std::size_t end, const Visitor& visitor) const {
     Rows rows;
@@ -250,7 +250,7 @@ std::vector<EntryId> HitRows::all(std::size_t atMost, bool descending, unsigned 
 
     parallelFor(tasks, threads, [&](std::size_t task) {
         const std::size_t part = descending ? tasks - 1 - task : task;
-        std::size_t begin = part * rowsPerTask;
+        const std::size_t begin = part * rowsPerTask;
         std::size_t end = std::min(rows_.size(), begin + rowsPerTask);
         std::vector<std::uint32_t> found;
         found.reserve(std::min(atMost, rowsPerTask));
@@ -259,7 +259,6 @@ std::vector<EntryId> HitRows::all(std::size_t atMost, bool descending, unsigned 
             return true;
         };
         if (descending) {
-            begin = runBegin(begin);
             end = end < rows_.size() ? runBegin(end) : end;
             visitDown(begin, end, visitor);
         } else {

@@ -3,176 +3,31 @@
 #include "QuarrydexCore/catalog/OrderedHits.h"
 #include "QuarrydexCore/catalog/VolumeIndex.h"
 
-#include "tests/support/PlainCatalog.h"
+#include "tests/support/RandomCatalog.h"
 
 #include <algorithm>
 #include <atomic>
-#include <cstring>
-#include <random>
 #include <string>
 #include <thread>
-#include <tuple>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 namespace quarrydex {
 namespace {
 
+using testing::below;
+using testing::Catalog;
+using testing::Names;
 using testing::PlainEntry;
-using Random = std::mt19937;
+using testing::Random;
+using testing::randomEntries;
+using testing::randomName;
+using testing::randomSize;
+using testing::Reference;
+using testing::Shape;
 
-std::uint32_t below(Random& random, std::uint32_t bound) {
-    return std::uniform_int_distribution<std::uint32_t>(0, bound - 1)(random);
-}
-
-// --- Catalogues ---------------------------------------------------------------------------------
-
-/// What a random catalogue's names look like.
-enum class Names { fewWords, anyBytes, longPrefixes };
-
-std::string randomName(Random& random, Names kind) {
-    switch (kind) {
-    case Names::fewWords: {
-        static const char* const words[] = {"a",          "A",       "b",        "readme",
-                                            "README.md",  "café",    "cafe\x01", "cafe",
-                                            "index.html", "indexes", "index.htm"};
-        return words[below(random, std::size(words))];
-    }
-    case Names::anyBytes: {
-        std::string name;
-        for (std::uint32_t i = 0, n = 1 + below(random, 4); i < n; ++i) {
-            const auto byte = static_cast<char>(1 + below(random, 255));
-            name += byte == '/' ? '\x01' : byte;
-        }
-        return name;
-    }
-    case Names::longPrefixes: {
-        static const std::string prefix = "a photograph of the very same day ";
-        return prefix.substr(0, below(random, 35)) + std::to_string(below(random, 50));
-    }
-    }
-    return "";
-}
-
-std::uint64_t randomSize(Random& random) {
-    static const std::uint64_t sizes[] = {0,          1,          4096,       0xFFFFFFFE,
-                                          0xFFFFFFFF, 1ULL << 32, 1ULL << 40, ~0ULL};
-    return below(random, 3) > 0 ? sizes[below(random, std::size(sizes))] : random();
-}
-
-struct Shape {
-    std::uint32_t entries;
-    Names names;
-    std::uint32_t roots = 1;
-    bool isDeep = false; ///< the newest folder gets most of the children
-};
-
-std::vector<PlainEntry> randomEntries(Random& random, const Shape& shape) {
-    std::vector<PlainEntry> entries;
-    for (std::uint32_t id = 0; id < shape.entries; ++id) {
-        PlainEntry entry;
-        if (id < shape.roots) {
-            entry = {"/root" + std::to_string(shape.roots - id), noParent,
-                     EntryFlags::dir | EntryFlags::root};
-        } else {
-            const std::uint32_t reach = shape.isDeep ? std::min(id, 3U) : id;
-            entry = {randomName(random, shape.names),
-                     id - 1 - below(random, reach),
-                     static_cast<std::uint8_t>(below(random, 20) == 0 ? EntryFlags::deleted : 0),
-                     randomSize(random),
-                     below(random, 2) == 0 ? 7 : static_cast<std::uint32_t>(random()),
-                     1'500'000'000 + below(random, 40)};
-        }
-        entries.push_back(entry);
-    }
-    return entries;
-}
-
-struct Catalog {
-    explicit Catalog(const std::vector<PlainEntry>& entries)
-        : store(fidx_new(1 << 20, 1 << 25)), index(VolumeIndex::adopting(store, 1, {})) {
-        testing::appendAll(store, entries);
-    }
-
-    void buildOrders() const {
-        for (SortKey key : allSortKeys)
-            index->rebuildPermutation(key);
-    }
-
-    void change(SortKey key, EntryId id, std::uint64_t value) const {
-        const auto seconds = static_cast<std::uint32_t>(value);
-        fidx_set_meta(store, id, key == SortKey::size ? value : index->size(id),
-                      key == SortKey::date ? seconds : index->mtime(id),
-                      key == SortKey::created ? seconds : index->ctime(id));
-        index->markMoved(key, std::span(&id, 1));
-    }
-
-    fidx* store; ///< owned by the index
-    std::unique_ptr<VolumeIndex> index;
-};
-
-// --- The obvious way ----------------------------------------------------------------------------
-
-/// All ids in key order by plain comparisons; equal keys by ascending id, also when descending.
-class Reference {
-  public:
-    explicit Reference(const VolumeIndex& index) : index_(index), chains_(index.count()) {
-        for (EntryId id = 0; id < index.count(); ++id) {
-            if (const auto parent = index.parent(id))
-                chains_[id] = chains_[*parent];
-            chains_[id].push_back(id);
-        }
-    }
-
-    [[nodiscard]] int compare(EntryId a, EntryId b, SortKey key) const {
-        const auto threeWay = [](auto x, auto y) { return x < y ? -1 : x > y ? 1 : 0; };
-        switch (key) {
-        case SortKey::name:
-            return names(a, b);
-        case SortKey::path:
-            return paths(a, b);
-        case SortKey::size:
-            return threeWay(index_.size(a), index_.size(b));
-        case SortKey::date:
-            return threeWay(index_.mtime(a), index_.mtime(b));
-        case SortKey::created:
-            return threeWay(index_.ctime(a), index_.ctime(b));
-        }
-        return 0;
-    }
-
-    [[nodiscard]] std::vector<EntryId> order(SortKey key, bool descending) const {
-        std::vector<EntryId> ids;
-        for (EntryId id = 0; id < index_.count(); ++id)
-            if ((index_.flags(id) & EntryFlags::root) == 0)
-                ids.push_back(id);
-        std::stable_sort(ids.begin(), ids.end(), [&](EntryId a, EntryId b) {
-            return descending ? compare(b, a, key) < 0 : compare(a, b, key) < 0;
-        });
-        return ids;
-    }
-
-  private:
-    [[nodiscard]] int names(EntryId a, EntryId b) const {
-        const fidx& base = index_.base();
-        return std::strcmp(base.folded + base.name_off[a], base.folded + base.name_off[b]);
-    }
-
-    [[nodiscard]] int paths(EntryId a, EntryId b) const {
-        const std::vector<EntryId>& x = chains_[a];
-        const std::vector<EntryId>& y = chains_[b];
-        for (std::size_t i = 0; i < std::min(x.size(), y.size()); ++i) {
-            if (x[i] == y[i])
-                continue;
-            const int order = names(x[i], y[i]);
-            return order != 0 ? order : x[i] < y[i] ? -1 : 1;
-        }
-        return x.size() < y.size() ? -1 : x.size() > y.size() ? 1 : 0;
-    }
-
-    const VolumeIndex& index_;
-    std::vector<std::vector<EntryId>> chains_;
-};
+// --- Comparing with the obvious way -------------------------------------------------------------
 
 HitSet hitsOf(const VolumeIndex& index, const std::vector<EntryId>& ids) {
     HitSet hits;
@@ -197,9 +52,15 @@ hitSets(const VolumeIndex& index, Random& random, const std::vector<EntryId>& or
     sets.push_back(hitsOf(index, {order.end() - n / 20, order.end()}));
     sets.push_back(hitsOf(index, {order.begin(), order.begin() + n / 20}));
     std::vector<EntryId> withRoots(order.begin(), order.begin() + n / 7);
-    for (EntryId root : index.roots())
-        withRoots.push_back(root);
+    std::vector<EntryId> firstInWord;
+    for (EntryId id = 0; id < index.count(); ++id) {
+        if ((index.flags(id) & EntryFlags::root) != 0)
+            withRoots.push_back(id);
+        else if (id % 320 == 0)
+            firstInWord.push_back(id);
+    }
     sets.push_back(hitsOf(index, withRoots));
+    sets.push_back(hitsOf(index, firstInWord));
     return sets;
 }
 
@@ -355,17 +216,40 @@ TEST(OrderTest, LongRunsOfEqualKeysKeepAscendingIdsInBothDirections) {
     }
 }
 
-TEST(OrderTest, NamesAreOrderedInsideTheAskedWindowOnly) {
-    Random random(6);
-    const Catalog catalog(randomEntries(random, {100'000, Names::anyBytes}));
-    const std::vector<EntryId> order = Reference(*catalog.index).order(SortKey::name, false);
-    for (const RowWindow window : {RowWindow{0, 50}, RowWindow{99'000, 99'999}}) {
-        std::vector<EntryId> ids(order);
-        std::sort(ids.begin(), ids.end());
-        const NameChunks names(catalog.index->base(), catalog.index->count());
-        sortByName(names, ids, nullptr, 2, window);
-        for (std::size_t row = window.begin; row < window.end; ++row)
-            ASSERT_EQ(order[row], ids[row]);
+TEST(OrderTest, ManyNamesAreSplitBetweenThreads) {
+    constexpr std::uint32_t entries = 100'000; // more than one thread takes at a time
+    const auto nameOf = [](std::uint32_t kind, std::uint32_t i) {
+        const std::string number = std::to_string(i * 7919 % 1'000);
+        switch (kind) {
+        case 0:
+            return number + std::string(i % 3, 'x');
+        case 1:
+            return "the same beginning of " + number; // ends in the third chunk
+        default:
+            return std::string("sixteen bytes, a"); // all equal, ending with a chunk
+        }
+    };
+    for (std::uint32_t kind = 0; kind < 3; ++kind) {
+        std::vector<PlainEntry> plain;
+        for (std::uint32_t i = 0; i < entries; ++i)
+            plain.push_back({nameOf(kind, i), noParent});
+        const Catalog catalog(plain);
+        const Reference reference(*catalog.index);
+        const std::vector<EntryId> order = reference.order(SortKey::name, false);
+        const NameChunks names(catalog.index->base(), entries);
+        for (const RowWindow window :
+             {RowWindow{0, entries}, RowWindow{0, 50}, RowWindow{entries - 1'000, entries - 1}}) {
+            std::vector<EntryId> ids(order);
+            std::sort(ids.begin(), ids.end());
+            EqualRows equal(entries);
+            sortByName(names, ids, &equal, 3, window);
+            for (std::size_t row = window.begin; row < window.end; ++row) {
+                const bool isEqual =
+                    row > 0 && reference.compare(order[row - 1], order[row], SortKey::name) == 0;
+                ASSERT_EQ(order[row], ids[row]) << "kind " << kind << ", row " << row;
+                ASSERT_EQ(isEqual, testBit(equal.words(), row)) << "kind " << kind;
+            }
+        }
     }
 }
 
@@ -555,8 +439,11 @@ TEST(OrderTest, ChangesDuringBuildsAndSearchesLeaveNoWrongOrder) {
     std::atomic<bool> isDone{false};
     std::thread changer([&] {
         Random own(9);
-        while (!isDone)
+        for (std::uint32_t i = 0; !isDone; ++i) {
             catalog.change(SortKey::size, 1 + below(own, entries - 1), randomSize(own));
+            if (i % 64 == 0 && catalog.index->count() < entries + 5'000)
+                testing::appendAll(catalog.store, {{randomName(own, Names::fewWords), 0}});
+        }
     });
     std::thread searcher([&] {
         while (!isDone)
@@ -573,7 +460,8 @@ TEST(OrderTest, ChangesDuringBuildsAndSearchesLeaveNoWrongOrder) {
     changer.join();
     searcher.join();
 
-    const std::vector<EntryId> order = Reference(*catalog.index).order(SortKey::size, false);
+    const std::vector<EntryId> order =
+        expected(Reference(*catalog.index).order(SortKey::size, false), hits, entries);
     EXPECT_EQ(order, catalog.index->ordered(hits, SortKey::size, {}));
     EXPECT_EQ(order, catalog.index->ordered(hits, SortKey::size, {.directSortLimit = 0}));
 }

@@ -113,6 +113,7 @@ TEST(VolumeIndexTest, FolderViewsStayAsTheyWereWhileTheCacheGrows) {
     for (int i = 1; i < 20'000; ++i)
         entries.push_back({"d", 0, EntryFlags::dir});
     const Catalog catalog(entries);
+    const VolumeIndex::FolderIds early = catalog.index->folderIds(2);
     std::atomic<std::uint32_t> upTo{1};
     std::thread grower([&] {
         for (std::uint32_t n = 1; n <= 20'000; n += 37) {
@@ -128,6 +129,7 @@ TEST(VolumeIndexTest, FolderViewsStayAsTheyWereWhileTheCacheGrows) {
             ASSERT_EQ(view.ids[i], i);
     }
     grower.join();
+    EXPECT_EQ(early.ids.data(), early.owner->data());
 }
 
 // --- Changes ------------------------------------------------------------------------------------

@@ -52,9 +52,6 @@ class KeptOrders {
     /// Memory of orders, ranks and bitsets, bytes.
     [[nodiscard]] std::uint64_t bytes() const;
 
-    /// A build of `key` is under way.
-    [[nodiscard]] bool isBuilding(SortKey key) const { return building_[indexOf(key)] > 0; }
-
   private:
     struct Kept {
         PermEntry entry;

@@ -24,8 +24,9 @@ namespace quarrydex {
 struct HitOrder {
     SortKey key{};
     bool descending{};
-    std::size_t limit{};           ///< rows wanted
-    std::size_t directSortLimit{}; ///< more hits are not sorted directly while `kept` serves
+    std::size_t limit{}; ///< rows wanted
+    /// More hits are not sorted directly while `kept` serves, unless many of them are uncovered.
+    std::size_t directSortLimit{};
 };
 
 /// `kept` is the key's usable order, null for none; the rank of a name order may be missing.

@@ -224,7 +224,7 @@ TEST(OrderTest, ManyNamesAreSplitBetweenThreads) {
         case 0:
             return number + std::string(i % 3, 'x');
         case 1:
-            return "the same beginning of " + number; // ends in the third chunk
+            return "the same" + number; // differ from the second chunk on
         default:
             return std::string("sixteen bytes, a"); // all equal, ending with a chunk
         }

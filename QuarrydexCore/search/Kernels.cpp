@@ -263,7 +263,7 @@ template <typename T> HWY_INLINE void copyRelaxed(T* to, const T* from, std::siz
 /// this takes 1.0 to 1.2. The thread sanitizer does not know that and is shown the relaxed loads.
 template <typename T, typename Test>
 HWY_INLINE void testColumn(const T* column, std::size_t entries, std::uint64_t* bits, Test&& test) {
-#if HWY_IS_TSAN
+#if HWY_IS_TSAN || defined(__SANITIZE_THREAD__) // clang, g++
     constexpr bool loadsVectors = false;
 #else
     constexpr bool loadsVectors = true;

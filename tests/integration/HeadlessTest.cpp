@@ -228,6 +228,24 @@ TEST_F(HeadlessTest, BadRootIsToldAndTheOthersAreSearched) {
     }
 }
 
+TEST_F(HeadlessTest, SeveralRootsAreListedAsOne) {
+    tree.file("left/in/b");
+    tree.file("left/in/d");
+    tree.file("right/in/a");
+    tree.file("right/in/c");
+    const std::vector<std::string> roots = {"--root", tree.path("left"), "--root",
+                                            tree.path("right")};
+    const auto list = [&](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), roots.begin(), roots.end());
+        return run(arguments).out;
+    };
+    EXPECT_EQ(list({"--list", "file:"}),
+              lines({"right/in/a", "left/in/b", "right/in/c", "left/in/d"}));
+    EXPECT_EQ(list({"--list", "file:", "--limit", "2", "--desc"}),
+              lines({"left/in/d", "right/in/c"}));
+    EXPECT_EQ(list({"--list", "folder:"}), lines({"left/in", "right/in"}));
+}
+
 TEST_F(HeadlessTest, NamesAreByteExact) {
     const std::vector<std::string> names = {"x\nfoo", "x\xFF\xFE", "x\x1B[31m", "x\"q\\", "x café"};
     for (const std::string& name : names)

@@ -10,7 +10,7 @@ namespace {
 
 /// Below one entry in so many, single names are looked up instead of reading the block's heap:
 /// a name costs about as much as the heap bytes of this many entries.
-constexpr std::size_t listedShare = 16;
+constexpr std::size_t listedShare = 8;
 
 /// A heap pass that hits more than one entry in so many goes on in the dense way.
 constexpr std::size_t denseShare = 24;
@@ -33,24 +33,27 @@ void keepIf(std::uint64_t* bits, std::size_t words, std::uint32_t first, Keep&& 
     }
 }
 
-/// The same with what is known of the entry's folder, as look(folder) tells it. Children of a
-/// folder stand together, so most entries have the folder of the one before and need no look.
-template <typename Look, typename Keep>
-void keepByFolder(const EntryId* parents,
-                  std::uint64_t* bits,
-                  std::size_t words,
-                  std::uint32_t first,
-                  Look&& look,
-                  Keep&& keep) {
-    EntryId folder = noParent;
-    auto known = look(folder);
-    keepIf(bits, words, first, [&](EntryId id) {
-        if (parents[id] != folder) {
-            folder = parents[id];
-            known = look(folder);
-        }
-        return keep(known, id);
-    });
+/// (flags & mask) == want.
+struct FlagTest {
+    std::uint8_t mask;
+    std::uint8_t want;
+};
+
+FlagTest flagTest(const ops::Kind& test, bool neg) {
+    return {EntryFlags::dir, test.folder != neg ? EntryFlags::dir : std::uint8_t{0}};
+}
+
+FlagTest flagTest(const ops::Junk&, bool neg) {
+    return {EntryFlags::junk, neg ? std::uint8_t{0} : EntryFlags::junk};
+}
+
+/// What an op asks of the flags, if it asks nothing else.
+std::optional<FlagTest> flagTestOf(const OpSet::Op& op) {
+    if (const auto* kind = std::get_if<ops::Kind>(&op.test))
+        return flagTest(*kind, op.neg);
+    if (const auto* junk = std::get_if<ops::Junk>(&op.test))
+        return flagTest(*junk, op.neg);
+    return std::nullopt;
 }
 
 } // namespace
@@ -62,10 +65,35 @@ BlockEvaluator::BlockEvaluator(const OpSet& group, const std::atomic<std::uint32
             memory_[i].regex = test->pattern.clone();
 }
 
+void BlockEvaluator::find(std::uint32_t first,
+                          std::uint32_t count,
+                          std::uint8_t excluded,
+                          std::uint64_t* bits) {
+    // The first op is often about a flag too: both are then one pass.
+    FlagTest flags{excluded, 0};
+    std::size_t firstOp = 0;
+    if (memory_.size() > 0) {
+        if (const auto test = flagTestOf(group_.ops()[0]); test && (test->mask & excluded) == 0) {
+            flags = {static_cast<std::uint8_t>(excluded | test->mask), test->want};
+            firstOp = 1;
+        }
+    }
+    fillBits({bits, (count + 63) / 64}, count);
+    kernels::testFlags(group_.index().base().flags + first, count, flags.mask, flags.want, bits);
+    narrowFrom(firstOp, first, count, bits);
+}
+
 void BlockEvaluator::narrow(std::uint32_t first, std::uint32_t count, std::uint64_t* bits) {
+    narrowFrom(0, first, count, bits);
+}
+
+void BlockEvaluator::narrowFrom(std::size_t firstOp,
+                                std::uint32_t first,
+                                std::uint32_t count,
+                                std::uint64_t* bits) {
     Block block{first, count, bits, 0};
-    for (std::size_t i = 0; i < memory_.size(); ++i) {
-        block.live = countBits({bits, block.words()});
+    for (std::size_t i = firstOp; i < memory_.size(); ++i) {
+        block.live = kernels::countBits({bits, block.words()});
         if (block.live == 0)
             return;
         const OpSet::Op& op = group_.ops()[i];
@@ -80,6 +108,13 @@ void BlockEvaluator::copyBits(const Block& block) {
 void BlockEvaluator::keepFound(const Block& block, bool neg) {
     for (std::size_t w = 0; w < block.words(); ++w)
         block.bits[w] &= neg ? ~found_[w] : found_[w];
+}
+
+void BlockEvaluator::keepEntries(const BitWords& entries, bool neg, const Block& block) {
+    for (std::size_t w = 0; w < block.words(); ++w) {
+        const std::uint64_t found = entries[block.first / 64 + w];
+        block.bits[w] &= neg ? ~found : found;
+    }
 }
 
 void BlockEvaluator::flags(const Block& block,
@@ -112,7 +147,7 @@ void BlockEvaluator::narrowToText(const ops::Text& text,
         return;
     }
     (memory.isDense ? kernels::matchDense : kernels::matchSparse)(names, text.needle, heap_.data());
-    memory.isDense = countBits({heap_.data(), block.words()}) * denseShare > block.count;
+    memory.isDense = kernels::countBits({heap_.data(), block.words()}) * denseShare > block.count;
     for (std::size_t w = 0; w < block.words(); ++w)
         found[w] &= heap_[w];
 }
@@ -157,8 +192,10 @@ void BlockEvaluator::apply(const ops::Regex& test, bool neg, const Block& block,
     const VolumeIndex& index = group_.index();
     // One name can take a second under a hostile expression: a newer search need not wait for more.
     keepIf(found_.data(), block.words(), block.first, [&](EntryId id) {
-        return cancelled_.load(std::memory_order_relaxed) == 0 &&
-               memory.regex->matches(index.name(id).data());
+        const std::string_view name = index.name(id);
+        const bool isEnded = name.data()[name.size()] == 0; // but in a damaged catalogue
+        return isEnded && cancelled_.load(std::memory_order_relaxed) == 0 &&
+               memory.regex->matches(name.data());
     });
     keepFound(block, neg);
 }
@@ -198,47 +235,25 @@ void BlockEvaluator::apply(const ops::Date& test, bool neg, const Block& block, 
 }
 
 void BlockEvaluator::apply(const ops::PathDir& test, bool neg, const Block& block, Memory&) {
-    keepByFolder(
-        group_.index().base().parent, block.bits, block.words(), block.first,
-        [&](EntryId folder) { return folder != noParent && testBit(test.folders, folder); },
-        [&](bool isInside, EntryId) { return isInside != neg; });
+    keepEntries(test.entries, neg, block);
 }
 
 void BlockEvaluator::apply(const ops::PathFull& test, bool neg, const Block& block, Memory&) {
-    const VolumeIndex& index = group_.index();
-
-    struct Marks {
-        bool inside;
-        bool before;
-    };
-
-    keepByFolder(
-        index.base().parent, block.bits, block.words(), block.first,
-        [&](EntryId folder) {
-            return folder == noParent
-                       ? Marks{}
-                       : Marks{testBit(test.inside, folder), testBit(test.before, folder)};
-        },
-        [&](Marks folder, EntryId id) {
-            const bool found =
-                folder.inside || (folder.before && index.foldedName(id).starts_with(test.tail));
-            return found != neg;
-        });
+    keepEntries(test.entries, neg, block);
 }
 
 void BlockEvaluator::apply(const ops::Kind& test, bool neg, const Block& block, Memory&) {
-    flags(block, EntryFlags::dir, test.folder != neg ? EntryFlags::dir : 0, block.bits);
+    const auto [mask, want] = flagTest(test, neg);
+    flags(block, mask, want, block.bits);
 }
 
-void BlockEvaluator::apply(const ops::Junk&, bool neg, const Block& block, Memory&) {
-    flags(block, EntryFlags::junk, neg ? 0 : EntryFlags::junk, block.bits);
+void BlockEvaluator::apply(const ops::Junk& test, bool neg, const Block& block, Memory&) {
+    const auto [mask, want] = flagTest(test, neg);
+    flags(block, mask, want, block.bits);
 }
 
 void BlockEvaluator::apply(const ops::Audio& test, bool neg, const Block& block, Memory&) {
-    for (std::size_t w = 0; w < block.words(); ++w) {
-        const std::uint64_t entries = test.entries[block.first / 64 + w];
-        block.bits[w] &= neg ? ~entries : entries;
-    }
+    keepEntries(test.entries, neg, block);
 }
 
 } // namespace quarrydex

@@ -24,8 +24,12 @@ class BlockEvaluator {
     /// use any more and slow tests end early.
     BlockEvaluator(const OpSet& group, const std::atomic<std::uint32_t>& cancelled);
 
-    /// Clears the bits of entries that fail an op. `first` is a multiple of 64, `count` at most
-    /// blockEntries, `bits` the block's (count + 63) / 64 words, with no bit set beyond count.
+    /// Sets the bits of the entries that pass every op and have none of the flags `excluded`; the
+    /// other bits of the words are cleared. `first` is a multiple of 64, `count` at most
+    /// blockEntries, `bits` the block's (count + 63) / 64 words.
+    void find(std::uint32_t first, std::uint32_t count, std::uint8_t excluded, std::uint64_t* bits);
+
+    /// Clears the bits of entries that fail an op. No bit may be set beyond count.
     void narrow(std::uint32_t first, std::uint32_t count, std::uint64_t* bits);
 
   private:
@@ -44,6 +48,10 @@ class BlockEvaluator {
         [[nodiscard]] std::size_t words() const { return (count + 63) / 64; }
     };
 
+    /// Applies the ops from index `firstOp` on.
+    void
+    narrowFrom(std::size_t firstOp, std::uint32_t first, std::uint32_t count, std::uint64_t* bits);
+
     void apply(const ops::Text& test, bool neg, const Block& block, Memory& memory);
     void apply(const ops::Glob& test, bool neg, const Block& block, Memory& memory);
     void apply(const ops::Regex& test, bool neg, const Block& block, Memory& memory);
@@ -61,6 +69,9 @@ class BlockEvaluator {
     narrowToText(const ops::Text& text, const Block& block, Memory& memory, std::uint64_t* found);
     void flags(const Block& block, std::uint8_t mask, std::uint8_t want, std::uint64_t* bits) const;
     void copyBits(const Block& block);
+
+    /// Keeps what a bitset over all entries holds, or with `neg` what it does not hold.
+    static void keepEntries(const BitWords& entries, bool neg, const Block& block);
 
     /// Leaves in the block what was found, or with `neg` what was not.
     void keepFound(const Block& block, bool neg);

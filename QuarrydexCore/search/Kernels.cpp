@@ -10,6 +10,7 @@
 #include <bit>
 #include <cstring>
 
+#include <hwy/cache_control.h>
 #include <hwy/highway.h>
 
 HWY_BEFORE_NAMESPACE();
@@ -99,6 +100,21 @@ class Matcher {
     std::array<Needle::Probe, 3> rarest_;
 };
 
+// Offsets may be anything in a catalogue whose file is damaged: what is found then means nothing,
+// but no more is read than the published heap and no more is written than the block's words.
+
+/// End of the block's names, in the heap.
+HWY_INLINE std::size_t endOf(const NameBlock& names) {
+    return std::min<std::size_t>(names.offsets[names.entries],
+                                 static_cast<std::size_t>(names.limit - names.heap));
+}
+
+/// Bytes of a name; the difference of two 32-bit offsets.
+HWY_INLINE std::size_t lengthOf(const NameBlock& names, std::size_t entry) {
+    const std::uint32_t length = names.offsets[entry + 1] - names.offsets[entry] - 1;
+    return std::min(length, longestName);
+}
+
 /// 64 heap bytes with everything that a matcher may read behind them: in place, or near the end of
 /// the heap as a copy that is filled up with NUL.
 class Window {
@@ -133,29 +149,31 @@ HWY_INLINE std::uint64_t lowBits(std::size_t n) {
     return n >= 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << n) - 1;
 }
 
-/// Appends runs of bits to words.
+/// Appends runs of bits to words, as far as there are words: the heap of a damaged catalogue may
+/// end more names than it has.
 class BitAppender {
   public:
-    explicit BitAppender(std::uint64_t* out) : out_(out) {}
+    BitAppender(std::uint64_t* out, std::size_t words) : out_(out), end_(out + words) {}
 
     HWY_INLINE void append(std::uint64_t bits, unsigned count) {
         word_ |= bits << fill_;
         fill_ += count;
         if (fill_ >= 64) {
-            *out_++ = word_;
+            if (HWY_LIKELY(out_ != end_))
+                *out_++ = word_;
             fill_ -= 64;
-            // The run is never 64 bits long: no two names end in neighbouring bytes.
             word_ = fill_ == 0 ? 0 : bits >> (count - fill_);
         }
     }
 
     void flush() {
-        if (fill_ > 0)
+        if (fill_ > 0 && out_ != end_)
             *out_ = word_;
     }
 
   private:
     std::uint64_t* out_;
+    std::uint64_t* end_;
     std::uint64_t word_ = 0;
     unsigned fill_ = 0;
 };
@@ -167,9 +185,9 @@ template <bool single>
 void matchDenseLoop(const NameBlock& names, const Needle& needle, std::uint64_t* out) {
     const Matcher matcher(needle);
     Window window(names, needle);
-    BitAppender entries(out);
+    BitAppender entries(out, (names.entries + 63) / 64);
     std::uint64_t carry = 0;
-    const std::size_t end = names.offsets[names.entries];
+    const std::size_t end = endOf(names);
     for (std::size_t offset = names.offsets[0]; offset < end; offset += 64) {
         const std::uint8_t* p = window.at(offset);
         const std::uint64_t inside = lowBits(end - offset);
@@ -201,7 +219,7 @@ HWY_INLINE std::size_t entryAt(const NameBlock& names, std::size_t from, std::si
     }
     const std::size_t high = std::min(low + step, names.entries);
     return static_cast<std::size_t>(
-               std::upper_bound(names.offsets + low, names.offsets + high, offset) -
+               std::upper_bound(names.offsets + low + 1, names.offsets + high, offset) -
                names.offsets) -
            1;
 }
@@ -210,7 +228,7 @@ void MatchSparse(const NameBlock& names, const Needle& needle, std::uint64_t* ou
     std::fill_n(out, (names.entries + 63) / 64, 0);
     const Matcher matcher(needle);
     Window window(names, needle);
-    const std::size_t end = names.offsets[names.entries];
+    const std::size_t end = endOf(names);
     std::size_t entry = 0;
     std::size_t nextName = names.offsets[0]; // everything before it has been decided
     for (std::size_t offset = names.offsets[0]; offset < end; offset += 64) {
@@ -229,21 +247,44 @@ void MatchSparse(const NameBlock& names, const Needle& needle, std::uint64_t* ou
     }
 }
 
+/// Whether a name of `length` bytes at heap offset `begin` holds the needle.
+HWY_INLINE bool holds(Window& window,
+                      const Matcher& matcher,
+                      const Needle& needle,
+                      std::size_t begin,
+                      std::size_t length) {
+    const std::size_t places = length < needle.size() ? 0 : length - needle.size() + 1;
+    if (HWY_LIKELY(places <= 64))
+        return (matcher.startsAt(window.at(begin)) & lowBits(places)) != 0;
+    for (std::size_t i = 0; i < places; i += 64)
+        if ((matcher.startsAt(window.at(begin + i)) & lowBits(places - i)) != 0)
+            return true;
+    return false;
+}
+
+/// Asks for the names of the entries of a word: they stand too far apart to be fetched ahead by
+/// themselves.
+HWY_INLINE void prefetchNames(const NameBlock& names, std::size_t firstEntry, std::uint64_t bits) {
+    for (; bits != 0; bits &= bits - 1)
+        hwy::Prefetch(names.heap +
+                      names.offsets[firstEntry + static_cast<std::size_t>(std::countr_zero(bits))]);
+}
+
 void MatchListed(const NameBlock& names, const Needle& needle, std::uint64_t* bits) {
     const Matcher matcher(needle);
     Window window(names, needle);
-    for (std::size_t w = 0; w < (names.entries + 63) / 64; ++w) {
+    const std::size_t words = (names.entries + 63) / 64;
+    for (std::size_t w = 0; w < words; ++w) {
+        if (w + 1 < words)
+            prefetchNames(names, (w + 1) * 64, bits[w + 1]);
+        std::uint64_t found = 0;
         for (std::uint64_t left = bits[w]; left != 0; left &= left - 1) {
-            const std::size_t entry = w * 64 + static_cast<std::size_t>(std::countr_zero(left));
-            const std::size_t begin = names.offsets[entry];
-            const std::size_t length = names.offsets[entry + 1] - begin - 1;
-            bool found = false;
-            for (std::size_t i = 0; !found && i + needle.size() <= length; i += 64)
-                found = (matcher.startsAt(window.at(begin + i)) &
-                         lowBits(length - needle.size() + 1 - i)) != 0;
-            if (!found)
-                bits[w] &= ~(left & (~left + 1));
+            const auto bit = static_cast<std::size_t>(std::countr_zero(left));
+            const std::size_t begin = names.offsets[w * 64 + bit];
+            const std::size_t length = lengthOf(names, w * 64 + bit);
+            found |= std::uint64_t{holds(window, matcher, needle, begin, length)} << bit;
         }
+        bits[w] = found;
     }
 }
 
@@ -289,6 +330,37 @@ template <typename T, typename Mask> HWY_INLINE std::uint64_t mask64(const T* p,
     for (std::size_t i = 0; i < 64; i += hn::Lanes(d))
         bits |= bitsOf(d, mask(d, hn::LoadU(d, p + i))) << i;
     return bits;
+}
+
+std::size_t CountBits(const std::uint64_t* words, std::size_t count) {
+    const hn::ScalableTag<std::uint64_t> d;
+    auto sums = hn::Zero(d);
+    std::size_t i = 0;
+    for (; i + hn::Lanes(d) <= count; i += hn::Lanes(d))
+        sums = hn::Add(sums, hn::PopulationCount(hn::LoadU(d, words + i)));
+    auto total = static_cast<std::size_t>(hn::GetLane(hn::SumOfLanes(d, sums)));
+    for (; i < count; ++i)
+        total += static_cast<std::size_t>(std::popcount(words[i]));
+    return total;
+}
+
+void MarkRuns(const std::uint32_t* column,
+              std::size_t entries,
+              std::uint32_t previous,
+              std::uint64_t* out) {
+    for (std::size_t i = 0; i < entries; i += 64) {
+        std::uint64_t bits = 0;
+        if (i > 0 && i + 64 <= entries) {
+            const hn::CappedTag<std::uint32_t, 64> d;
+            for (std::size_t k = i; k < i + 64; k += hn::Lanes(d))
+                bits |= bitsOf(d, hn::Ne(hn::LoadU(d, column + k), hn::LoadU(d, column + k - 1)))
+                        << (k - i);
+        } else {
+            for (std::size_t k = i; k < std::min(entries, i + 64); ++k)
+                bits |= std::uint64_t{column[k] != (k == 0 ? previous : column[k - 1])} << (k - i);
+        }
+        out[i / 64] = bits;
+    }
 }
 
 void TestFlags(const std::uint8_t* flags,
@@ -360,6 +432,8 @@ namespace quarrydex {
 HWY_EXPORT(MatchDense);
 HWY_EXPORT(MatchSparse);
 HWY_EXPORT(MatchListed);
+HWY_EXPORT(CountBits);
+HWY_EXPORT(MarkRuns);
 HWY_EXPORT(TestFlags);
 HWY_EXPORT(TestRange64);
 HWY_EXPORT(TestRange32);
@@ -377,6 +451,17 @@ void matchSparse(const NameBlock& names, const Needle& needle, std::uint64_t* ou
 
 void matchListed(const NameBlock& names, const Needle& needle, std::uint64_t* bits) {
     HWY_DYNAMIC_DISPATCH(MatchListed)(names, needle, bits);
+}
+
+std::size_t countBits(std::span<const std::uint64_t> words) {
+    return HWY_DYNAMIC_DISPATCH(CountBits)(words.data(), words.size());
+}
+
+void markRuns(const std::uint32_t* column,
+              std::size_t entries,
+              std::uint32_t previous,
+              std::uint64_t* out) {
+    HWY_DYNAMIC_DISPATCH(MarkRuns)(column, entries, previous, out);
 }
 
 void testFlags(const std::uint8_t* flags,

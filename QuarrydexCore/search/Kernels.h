@@ -22,6 +22,9 @@ namespace quarrydex {
 /// large enough that a call and a look at the cancellation flag cost nothing.
 inline constexpr std::uint32_t blockEntries = 16'384;
 
+/// Bytes; what a damaged catalogue's offsets say beyond it is not believed.
+inline constexpr std::uint32_t longestName = 65'535;
+
 /// The names of one block.
 struct NameBlock {
     const char* heap;             ///< start of the whole heap
@@ -43,6 +46,16 @@ void matchSparse(const NameBlock& names, const Needle& needle, std::uint64_t* ou
 /// Clears the bits of entries whose name does not hold the needle; looks only at entries whose bit
 /// is set.
 void matchListed(const NameBlock& names, const Needle& needle, std::uint64_t* bits);
+
+/// Number of bits set in `words`. (std::popcount is a call where the instruction is not assumed.)
+[[nodiscard]] std::size_t countBits(std::span<const std::uint64_t> words);
+
+/// Sets `out` to the entries whose value differs from that of the entry before; `previous` stands
+/// before the first. The column never changes. Writes entries / 64 words, rounded up.
+void markRuns(const std::uint32_t* column,
+              std::size_t entries,
+              std::uint32_t previous,
+              std::uint64_t* out);
 
 /// Clears bits where (flags & mask) != want.
 void testFlags(const std::uint8_t* flags,

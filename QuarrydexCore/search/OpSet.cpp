@@ -56,9 +56,11 @@ class Compiler {
     Op make(const preds::Path& pred) {
         const std::string needle = fold(pred.text);
         if (needle.find('/') != std::string::npos)
-            return {K::pathFull, false, pathMarks(index_, needle, n_, threads_)};
+            return {K::pathFull, false,
+                    ops::PathFull{pathHits(index_, needle, n_, threads_).entries}};
         caseSensitive_ = false;
-        return {K::pathDir, false, ops::PathDir{dirHits(index_, text(needle), n_, threads_)}};
+        return {K::pathDir, false,
+                ops::PathDir{dirHits(index_, text(needle), n_, threads_).entries}};
     }
 
     Op make(const preds::Kind& pred) { return {K::kind, false, ops::Kind{pred.folder}}; }

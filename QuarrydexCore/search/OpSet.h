@@ -56,16 +56,14 @@ struct Date {
     ClosedRange<std::uint32_t> range;
 };
 
-/// The entry lies in one of the marked folders.
+/// The entry lies in a folder whose name, or the name of one above it, holds the text.
 struct PathDir {
-    BitWords folders; ///< from dirHits
+    BitWords entries;
 };
 
-/// The needle occurs in the entry's full path.
+/// The text occurs in the entry's full path.
 struct PathFull {
-    BitWords inside;  ///< folders whose own path holds the needle
-    BitWords before;  ///< folders whose path ends with what precedes the needle's last slash …
-    std::string tail; ///< … and this follows it: a name below them must begin with it
+    BitWords entries;
 };
 
 struct Kind {

@@ -31,7 +31,6 @@ struct Group {
 
 /// Everything that the workers of one search share.
 struct Evaluation {
-    const VolumeIndex& index;
     std::vector<Group> groups;
     std::shared_ptr<const HitSet> previous; ///< when set, only these can be hits
     HitSet& hits;
@@ -51,7 +50,7 @@ struct Evaluation {
             const std::span<std::uint64_t> out(hits.bits.data() + at / 64, (count + 63) / 64);
             for (std::size_t g = 0; g < groups.size(); ++g)
                 addGroup(groups[g], evaluators[g], at, count, out);
-            found += countBits(out);
+            found += kernels::countBits(out);
         }
         return found;
     }
@@ -66,11 +65,10 @@ struct Evaluation {
         std::array<std::uint64_t, blockEntries / 64> bits;
         if (previous != nullptr) {
             std::copy_n(previous->bits.data() + at / 64, out.size(), bits.begin());
+            evaluator.narrow(at, count, bits.data());
         } else {
-            fillBits(bits, count);
-            kernels::testFlags(index.base().flags + at, count, group.mask, 0, bits.data());
+            evaluator.find(at, count, group.mask, bits.data());
         }
-        evaluator.narrow(at, count, bits.data());
         for (std::size_t w = 0; w < out.size(); ++w)
             out[w] |= bits[w];
     }
@@ -148,7 +146,7 @@ std::shared_ptr<const HitSet> Searcher::searchBits(const Query& query, bool show
     auto hits = std::make_shared<HitSet>();
     hits->bits.resize(bitWords(n));
     hits->entries = n;
-    Evaluation evaluation{index_, {}, nullptr, *hits, flag->cancelled};
+    Evaluation evaluation{{}, nullptr, *hits, flag->cancelled};
     if (last && last->showJunk == showJunk && last->count == n && last->mutations == mutations &&
         last->audioVersion == audioVersion && extends(query, last->query)) {
         // What was found satisfies every term but the last, which has only become stricter.

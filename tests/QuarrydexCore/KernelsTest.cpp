@@ -184,6 +184,26 @@ TEST_P(KernelsTest, ColumnTestsKeepExactlyTheWantedAndOnlyClearBits) {
     }
 }
 
+TEST_P(KernelsTest, RunsBeginWhereTheValueChangesAndBitsAreCounted) {
+    std::mt19937_64 random(12);
+    for (std::size_t n : {1U, 63U, 64U, 65U, 1000U, blockEntries}) {
+        std::vector<std::uint32_t> column(n);
+        for (std::size_t i = 0; i < n; ++i)
+            column[i] =
+                i > 0 && random() % 4 != 0 ? column[i - 1] : static_cast<std::uint32_t>(random());
+        for (std::uint32_t previous : {column[0], column[0] + 1}) {
+            BitWords expected((n + 63) / 64);
+            for (std::size_t i = 0; i < n; ++i)
+                if (column[i] != (i == 0 ? previous : column[i - 1]))
+                    setBit(expected, i);
+            BitWords found(expected.size(), ~std::uint64_t{0});
+            kernels::markRuns(column.data(), n, previous, found.data());
+            EXPECT_EQ(found, expected) << n;
+            EXPECT_EQ(kernels::countBits(found), countBits(expected)) << n;
+        }
+    }
+}
+
 } // namespace
 
 } // namespace quarrydex

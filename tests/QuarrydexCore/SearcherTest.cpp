@@ -129,7 +129,7 @@ TEST(SearcherTest, DirHitsMarkAFolderAndEverythingBelowIt) {
                                   {"x", 3, dir},
                                   {"other", 0, dir}});
     const ops::Text text{"music", false, Needle("music", {})};
-    const BitWords marked = dirHits(*index, text, index->count(), 2);
+    const BitWords marked = dirHits(*index, text, index->count(), 2).folders;
     for (EntryId id = 0; id < index->count(); ++id)
         EXPECT_EQ(testBit(marked, id), id == 1 || id == 3 || id == 4) << id;
 }

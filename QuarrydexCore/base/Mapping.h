@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <utility>
 
 namespace quarrydex {
@@ -31,5 +32,13 @@ class Mapping {
     void* data_ = nullptr;
     std::size_t size_ = 0;
 };
+
+/// Puts a part of a file in the place of `bytes` of mapped memory: private, writable, pages read on
+/// first touch and copied on first write. Readers of the place see its old or its new bytes. The
+/// place and the offset begin on a page. False when the system refuses; the place is as before.
+[[nodiscard]] bool mapFileOver(void* place, std::size_t bytes, int fd, std::uint64_t offset);
+
+/// Puts zeros there. Safe in a signal handler.
+[[nodiscard]] bool mapZerosOver(void* place, std::size_t bytes);
 
 } // namespace quarrydex

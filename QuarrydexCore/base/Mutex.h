@@ -4,6 +4,7 @@
 /// a function that needs it held with QDX_REQUIRES(lock_), and the clang preset checks both.
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 
@@ -59,6 +60,14 @@ class CondVar {
     void wait(Mutex& mutex) QDX_REQUIRES(mutex) {
         std::unique_lock held(mutex.mutex_, std::adopt_lock);
         cond_.wait(held);
+        held.release();
+    }
+
+    /// Returns when woken or when the moment has come.
+    void waitUntil(Mutex& mutex, std::chrono::steady_clock::time_point moment)
+        QDX_REQUIRES(mutex) {
+        std::unique_lock held(mutex.mutex_, std::adopt_lock);
+        cond_.wait_until(held, moment);
         held.release();
     }
 

@@ -14,8 +14,13 @@
 /// they load `count` (acquire) and may then read every slot below it, since a slot is complete
 /// before the count that covers it is published (release). Names, offsets, parents and extension
 /// ids never change after that. `flags`, `size`, `mtime` and `ctime` of a published entry may: they
-/// are written through std::atomic_ref (relaxed), and readers load them the same way (a hot loop
-/// copies a block by relaxed 64-bit loads and works on the copy).
+/// are written through std::atomic_ref (relaxed) under the append mutex too, and readers load them
+/// the same way (a hot loop copies a block by relaxed 64-bit loads and works on the copy).
+///
+/// A store may be mapped from a file whose contents nobody has checked. Until fidx_validate says
+/// otherwise any column may hold anything: walks must be bounded whatever they read. To make that
+/// cheap, the heaps have addresses for every 32-bit offset and the longest name after it, those
+/// beyond the bytes in use reading as zeros; so only indices need looking at, never offsets.
 ///
 /// Errors: 0 success, -1 system error (errno kept), -2 state changed meanwhile, -3 refused path.
 /// A failed allocation ends the process.
@@ -42,6 +47,8 @@ struct fidx_priv;
 /// Length of an extension slot: at most 15 bytes and a NUL.
 inline constexpr std::size_t fidx_ext_slot = 16;
 inline constexpr std::uint32_t fidx_max_ext = 65535;
+/// No name is longer, bytes; no system has paths of that length.
+inline constexpr std::uint32_t fidx_max_name = 65535;
 
 struct fidx {
     char* names;             ///< [maxNameBytes + 1] raw name bytes, one NUL after each name
@@ -97,6 +104,12 @@ void fidx_free(fidx* store);
 /// Number of complete entries (acquire).
 [[nodiscard]] std::uint32_t fidx_count(const fidx* store);
 
+/// Length of an entry's name in bytes; in range whatever the offsets hold.
+[[nodiscard]] inline std::uint32_t fidx_name_length(const fidx& store, EntryId id) {
+    const std::uint32_t length = store.name_off[id + 1] - store.name_off[id] - 1;
+    return length < fidx_max_name ? length : fidx_max_name;
+}
+
 /// True once an append was refused because the store is full.
 [[nodiscard]] bool fidx_overflowed(const fidx* store);
 
@@ -122,10 +135,30 @@ EntryId fidx_append(fidx* store,
                     const std::uint32_t* indices,
                     std::size_t n);
 
-/// Sets the deleted bit of an entry and nothing else (atomic OR, relaxed).
+/// The right to change entries: holds the append mutex, so nothing is appended, changed or saved by
+/// others while it lives. REQUIRES: the thread calls no other function that takes the mutex.
+class fidx_edit {
+  public:
+    explicit fidx_edit(fidx* store);
+    ~fidx_edit();
+    fidx_edit(const fidx_edit&) = delete;
+    fidx_edit& operator=(const fidx_edit&) = delete;
+
+    /// Sets the deleted bit of an entry and nothing else (atomic OR, relaxed).
+    void set_deleted(EntryId id) const;
+
+    /// Overwrites the three values of one entry.
+    void set_meta(EntryId id, std::uint64_t size, std::uint32_t mtime, std::uint32_t ctime) const;
+
+    [[nodiscard]] fidx* store() const { return store_; }
+
+  private:
+    fidx* store_;
+};
+
+/// One change by itself; waits for a save that is under way.
 void fidx_set_deleted(fidx* store, EntryId id);
 
-/// Overwrites the three values of one entry.
 void fidx_set_meta(
     fidx* store, EntryId id, std::uint64_t size, std::uint32_t mtime, std::uint32_t ctime);
 
@@ -156,6 +189,10 @@ void fidx_set_dir_reader(const DirReader* reader);
 /// 256)) threads. Readers see each folder appear as a whole. Returns 0, or -1 when the root cannot
 /// be opened as a folder or the store has no room for it; nothing is added then.
 [[nodiscard]] int fidx_scan(fidx* store, const char* root, int threads, fidx_stats* stats);
+
+/// Makes the scans under way, and later ones, end without reading further folders. What such a scan
+/// leaves is no catalogue of its root. Any thread.
+void fidx_stop_scans(fidx* store);
 
 /// Adds everything below `path` under the existing entry `parent`; children inherit the bits
 /// `inherited` & (hidden | junk). Returns 0, or -1 when the path cannot be examined.

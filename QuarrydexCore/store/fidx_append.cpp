@@ -8,6 +8,9 @@ namespace quarrydex {
 
 namespace {
 
+/// Every 32-bit offset, the longest name from there and its NUL lie inside.
+constexpr std::uint64_t heapAddresses = (std::uint64_t{1} << 32) + fidx_max_name + 1;
+
 template <typename T> T* reserve(Mapping& column, std::uint64_t elements) {
     column = Mapping::reserve(elements * sizeof(T));
     return static_cast<T*>(column.data());
@@ -58,8 +61,9 @@ fidx* fidx_new(std::uint32_t maxEntries, std::uint64_t maxNameBytes) {
     auto* store = new fidx{};
     auto* column = priv->columns.data();
     const std::uint64_t slots = std::uint64_t{maxEntries} + 1;
-    store->names = reserve<char>(*column++, maxNameBytes + 1);
-    store->folded = reserve<char>(*column++, maxNameBytes + 1);
+    const std::uint64_t heap = std::max(maxNameBytes + 1, heapAddresses);
+    store->names = reserve<char>(*column++, heap);
+    store->folded = reserve<char>(*column++, heap);
     store->name_off = reserve<std::uint32_t>(*column++, slots);
     store->parent = reserve<std::uint32_t>(*column++, slots);
     store->size = reserve<std::uint64_t>(*column++, slots);
@@ -143,20 +147,40 @@ EntryId fidx_append(fidx* store,
     return fidx_commit(store, parent, batch);
 }
 
+// The analysis cannot see that the private part's mutex is what an edit holds.
+fidx_edit::fidx_edit(fidx* store) QDX_NO_THREAD_SAFETY_ANALYSIS : store_(store) {
+    store_->priv->append.lock();
+}
+
+fidx_edit::~fidx_edit() QDX_NO_THREAD_SAFETY_ANALYSIS {
+    store_->priv->append.unlock();
+}
+
+void fidx_edit::set_deleted(EntryId id) const {
+    std::atomic_ref(store_->flags[id]).fetch_or(EntryFlags::deleted, std::memory_order_relaxed);
+}
+
+void fidx_edit::set_meta(EntryId id,
+                         std::uint64_t size,
+                         std::uint32_t mtime,
+                         std::uint32_t ctime) const {
+    put(store_->size[id], size);
+    put(store_->mtime[id], mtime);
+    put(store_->ctime[id], ctime);
+}
+
 void fidx_set_deleted(fidx* store, EntryId id) {
-    std::atomic_ref(store->flags[id]).fetch_or(EntryFlags::deleted, std::memory_order_relaxed);
+    fidx_edit(store).set_deleted(id);
 }
 
 void fidx_set_meta(
     fidx* store, EntryId id, std::uint64_t size, std::uint32_t mtime, std::uint32_t ctime) {
-    put(store->size[id], size);
-    put(store->mtime[id], mtime);
-    put(store->ctime[id], ctime);
+    fidx_edit(store).set_meta(id, size, mtime, ctime);
 }
 
 std::size_t fidx_roots(const fidx* store, EntryId* out, std::size_t max) {
     fidx_priv& priv = *store->priv;
-    const MutexLock hold(priv.append);
+    const MutexLock hold(priv.rootsLock);
     const std::size_t n = std::min(max, priv.roots.size());
     std::copy_n(priv.roots.begin(), n, out);
     return n;

@@ -73,9 +73,11 @@ void countFailure(const std::string& path, int error, fidx_stats& stats) {
 
 bool isRoot(const fidx* store, std::string_view path) {
     fidx_priv& priv = *store->priv;
-    const MutexLock hold(priv.append);
-    return std::any_of(priv.roots.begin(), priv.roots.end(),
-                       [&](EntryId id) { return path == store->names + store->name_off[id]; });
+    const MutexLock hold(priv.rootsLock);
+    return std::any_of(priv.roots.begin(), priv.roots.end(), [&](EntryId id) {
+        return path ==
+               std::string_view(store->names + store->name_off[id], fidx_name_length(*store, id));
+    });
 }
 
 } // namespace

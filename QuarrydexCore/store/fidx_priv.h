@@ -1,8 +1,10 @@
 /// The store's private part and the functions that its sources share. Included by store/*.cpp only.
 ///
-/// Locks: `append` and `queueLock` are leaves and never held together.
+/// Locks: `append` may be held while `rootsLock` is taken, or a lock of the store's owner.
+/// `rootsLock` and `queueLock` are leaves.
 #pragma once
 
+#include "QuarrydexCore/base/FaultGuard.h"
 #include "QuarrydexCore/base/Mapping.h"
 #include "QuarrydexCore/base/Mutex.h"
 #include "QuarrydexCore/platform/DirReader.h"
@@ -39,14 +41,18 @@ struct fidx_priv {
 
     const std::uint32_t maxEntries;
     const std::uint64_t maxNameBytes;
-    std::array<Mapping, 10> columns; ///< owns what the pointers of fidx show
+    std::array<Mapping, 10> columns;  ///< owns what the pointers of fidx show
+    std::array<FaultGuard, 9> guards; ///< of the parts of the columns that are mapped from a file
 
     Mutex append;
     std::uint32_t entries QDX_GUARDED_BY(append) = 0;          ///< in use
     std::uint64_t nameBytes QDX_GUARDED_BY(append) = 0;        ///< heap bytes in use
     std::vector<std::uint16_t> extHash QDX_GUARDED_BY(append); ///< extension ids; 0 = empty slot
-    std::vector<EntryId> roots QDX_GUARDED_BY(append);
     std::atomic<bool> overflowed = false;
+    std::atomic<bool> scansAreStopped = false;
+
+    Mutex rootsLock; ///< readers ask for the roots while a save holds `append`
+    std::vector<EntryId> roots QDX_GUARDED_BY(rootsLock);
 
     // Settings, not changed during a scan.
     std::vector<std::string> excludes;
@@ -75,6 +81,9 @@ void fidx_fold_listing(fidx_listing& listing);
 /// or an errno, counted in `stats`; what was read before a failure stays in `out`.
 int fidx_read_dir(
     const fidx* store, const fidx_job& job, DirListing& raw, fidx_listing& out, fidx_stats& stats);
+
+/// The path rule for files of the program's own (see fidx_snapshot.h).
+[[nodiscard]] bool fidx_may_write(std::string_view path);
 
 /// True for names of system clutter.
 [[nodiscard]] bool fidx_is_junk(std::string_view name, bool isFolder);

@@ -113,6 +113,8 @@ class Worker {
 
   private:
     void readFolder(const fidx_job& job) {
+        if (store_->priv->scansAreStopped.load(std::memory_order_relaxed))
+            return;
         // A folder that fails midway keeps what was read of it; the counters tell.
         (void)fidx_read_dir(store_, job, raw_, batch_, stats_);
         if (batch_.records.empty())
@@ -194,6 +196,10 @@ fidx_listing rootBatch(std::string_view path) {
 
 } // namespace
 
+void fidx_stop_scans(fidx* store) {
+    store->priv->scansAreStopped.store(true, std::memory_order_relaxed);
+}
+
 bool fidx_path_repeats(std::string_view folder, std::string_view child) {
     return PathTail(folder).isRepeatedBy(child);
 }
@@ -209,7 +215,7 @@ int fidx_scan(fidx* store, const char* root, int threads, fidx_stats* stats) {
         return fidx_error;
     }
     {
-        const MutexLock hold(store->priv->append);
+        const MutexLock hold(store->priv->rootsLock);
         store->priv->roots.push_back(id);
     }
     runWorkers(store, {.path = root, .folder = id, .inherited = 0, .followLink = true}, threads,

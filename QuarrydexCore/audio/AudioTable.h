@@ -121,9 +121,10 @@ class AudioTable {
     [[nodiscard]] std::string serialize(std::uint64_t storeID) const;
 
     /// `deserialize(_:storeID:)`: the table of such bytes, or null when they are no whole table of
-    /// that store. What the rows and texts hold is not checked, only made safe to read.
-    [[nodiscard]] static std::unique_ptr<AudioTable> deserialize(std::string_view bytes,
-                                                                 std::uint64_t storeID);
+    /// that store. What the rows and texts hold is not checked, only made safe to read. Rows of
+    /// entries from `entries` on, which the catalogue does not have, are left out.
+    [[nodiscard]] static std::unique_ptr<AudioTable>
+    deserialize(std::string_view bytes, std::uint64_t storeID, EntryId entries = noParent);
 
   private:
     static constexpr std::uint8_t vbrFlag = 0x01;

@@ -68,7 +68,8 @@ std::string AudioTable::serialize(std::uint64_t storeID) const {
     return out;
 }
 
-std::unique_ptr<AudioTable> AudioTable::deserialize(std::string_view bytes, std::uint64_t storeID) {
+std::unique_ptr<AudioTable>
+AudioTable::deserialize(std::string_view bytes, std::uint64_t storeID, EntryId entries) {
     Header header{};
     if (bytes.size() < sizeof header)
         return nullptr;
@@ -91,6 +92,9 @@ std::unique_ptr<AudioTable> AudioTable::deserialize(std::string_view bytes, std:
         std::ranges::adjacent_find(cols.entry, std::greater_equal{}) == cols.entry.end();
     if (!ascending)
         return nullptr;
+    const auto known = static_cast<std::size_t>(std::ranges::lower_bound(cols.entry, entries) -
+                                                cols.entry.begin());
+    forEachAudioColumn([&](auto column) { (cols.*column).resize(known); });
     boundOffsets(cols, header.poolBytes);
     cols.pool = {from, header.poolBytes};
     return std::unique_ptr<AudioTable>(new AudioTable(std::move(cols)));

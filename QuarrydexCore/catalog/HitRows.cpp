@@ -1,11 +1,13 @@
 #include "QuarrydexCore/catalog/HitRows.h"
 
+#include "QuarrydexCore/base/Mutex.h"
 #include "QuarrydexCore/base/ParallelFor.h"
 
 #include <algorithm>
 #include <atomic>
 #include <bit>
 #include <limits>
+#include <utility>
 
 namespace quarrydex {
 
@@ -93,6 +95,30 @@ appendRunsDown(std::uint64_t bits, std::uint64_t equal, std::size_t firstRow, st
     }
     return end;
 }
+
+/// Buffers that tasks hand on to each other: memory that is given back to the system after every
+/// task would have to be mapped and cleared again for the next.
+class Buffers {
+  public:
+    std::vector<std::uint32_t> take() QDX_EXCLUDES(lock_) {
+        MutexLock held(lock_);
+        if (spare_.empty())
+            return {};
+        std::vector<std::uint32_t> buffer = std::move(spare_.back());
+        spare_.pop_back();
+        return buffer;
+    }
+
+    void giveBack(std::vector<std::uint32_t> buffer) QDX_EXCLUDES(lock_) {
+        buffer.clear();
+        MutexLock held(lock_);
+        spare_.push_back(std::move(buffer));
+    }
+
+  private:
+    Mutex lock_;
+    std::vector<std::vector<std::uint32_t>> spare_ QDX_GUARDED_BY(lock_);
+};
 
 } // namespace
 
@@ -248,30 +274,37 @@ std::vector<EntryId> HitRows::all(std::size_t atMost, bool descending, unsigned 
     for (std::size_t task = 1; task <= tasks; ++task)
         places[task].store(unknown, std::memory_order_relaxed);
 
+    Buffers buffers;
     parallelFor(tasks, threads, [&](std::size_t task) {
         const std::size_t part = descending ? tasks - 1 - task : task;
         const std::size_t begin = part * rowsPerTask;
         std::size_t end = std::min(rows_.size(), begin + rowsPerTask);
-        std::vector<std::uint32_t> found;
-        found.reserve(std::min(atMost, rowsPerTask));
+        std::vector<std::uint32_t> found = buffers.take();
         const auto visitor = [&](std::span<const std::uint32_t> rows, std::size_t) {
             found.insert(found.end(), rows.begin(), rows.end());
             return true;
         };
-        if (descending) {
+        // Where no keys are equal, descending is ascending backwards, and that is the faster way.
+        const bool turnsAround = descending && equal_ == nullptr;
+        if (descending && !turnsAround) {
             end = end < rows_.size() ? runBegin(end) : end;
             visitDown(begin, end, visitor);
         } else {
             visitUp(begin, end, visitor);
         }
+        if (turnsAround)
+            std::ranges::reverse(found);
         places[task].wait(unknown, std::memory_order_acquire);
         const std::size_t place = places[task].load(std::memory_order_acquire);
         places[task + 1].store(place + found.size(), std::memory_order_release);
         places[task + 1].notify_all();
-        for (std::size_t i = 0; i < found.size(); ++i)
+        // No more than there is room for, should the rows of a mapped order have been lost.
+        const std::size_t room = ids.size() - std::min(ids.size(), place);
+        for (std::size_t i = 0; i < std::min(found.size(), room); ++i)
             ids[place + i] = rows_[found[i]];
+        buffers.giveBack(std::move(found));
     });
-    ids.resize(places[tasks].load(std::memory_order_acquire));
+    ids.resize(std::min(ids.size(), places[tasks].load(std::memory_order_acquire)));
     return ids;
 }
 

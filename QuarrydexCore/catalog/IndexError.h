@@ -9,10 +9,16 @@ namespace quarrydex {
 
 class IndexError : public std::runtime_error {
   public:
-    enum class Case : std::uint8_t { cannotOpen };
+    enum class Case : std::uint8_t { cannotOpen, cannotSave, refusedPath };
 
     /// `path` could not be opened as a folder; `error` is the errno, 0 when unknown.
     static IndexError cannotOpen(std::string path, int error);
+
+    /// `path` could not be written; `error` is the errno, 0 when unknown.
+    static IndexError cannotSave(std::string path, int error);
+
+    /// `path` is none that the program writes to.
+    static IndexError refusedPath(std::string path);
 
     [[nodiscard]] Case kind() const { return kind_; }
 

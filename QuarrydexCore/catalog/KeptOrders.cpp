@@ -1,5 +1,6 @@
 #include "QuarrydexCore/catalog/KeptOrders.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace quarrydex {
@@ -10,9 +11,10 @@ bool KeptOrders::isUsable(const PermEntry& entry, std::uint32_t count) {
     return stale <= (count < largeCatalogue ? staleLimitSmall : count / staleDivisorLarge);
 }
 
-std::optional<PermEntry> KeptOrders::usable(SortKey key, std::uint32_t count) {
+std::optional<PermEntry> KeptOrders::usable(SortKey key, std::uint32_t count, Trust trust) {
     std::optional<Kept>& kept = perms_[indexOf(key)];
-    if (!kept || !isUsable(kept->entry, count))
+    if (!kept || !isUsable(kept->entry, count) ||
+        (trust == Trust::verified && !kept->entry.isVerified))
         return std::nullopt;
     kept->movedIsShared = kept->moved != nullptr;
     return kept->entry;
@@ -43,10 +45,69 @@ void KeptOrders::install(SortKey key, PermEntry entry) {
         pendingMoved_[slot] = {};
 }
 
+// --- Orders from a file -------------------------------------------------------------------------
+
+void KeptOrders::adopt(SortKey key, PermEntry entry, BitWords moved) {
+    Kept kept{std::move(entry), nullptr, false};
+    if (!moved.empty()) {
+        moved.resize(bitWords(kept.entry.covers));
+        kept.moved = std::make_shared<BitWords>(std::move(moved));
+        kept.entry.moved = kept.moved;
+        kept.entry.movedCount = countBits(*kept.moved);
+    }
+    perms_[indexOf(key)] = std::move(kept);
+}
+
+std::optional<PermEntry> KeptOrders::beginCheck(SortKey key) {
+    std::optional<Kept>& kept = perms_[indexOf(key)];
+    if (!kept || kept->entry.isVerified)
+        return std::nullopt;
+    beginBuild(key);
+    kept->movedIsShared = kept->moved != nullptr;
+    return kept->entry;
+}
+
+bool KeptOrders::endCheck(SortKey key, const PermEntry* completed) {
+    const std::size_t slot = indexOf(key);
+    const bool isQuiet = pendingMoved_[slot].empty();
+    if (--building_[slot] == 0)
+        pendingMoved_[slot] = {};
+    if (completed == nullptr || !isQuiet)
+        return isQuiet;
+    if (Kept* kept = find(key, completed->perm)) {
+        kept->entry.equalToPrevious = completed->equalToPrevious;
+        kept->entry.isVerified = true;
+    }
+    return true;
+}
+
+void KeptOrders::drop(SortKey key, const Perm& perm) {
+    if (find(key, perm) != nullptr)
+        perms_[indexOf(key)].reset();
+}
+
+void KeptOrders::replacePerm(SortKey key, const Perm& before, Perm now) {
+    if (Kept* kept = find(key, before))
+        kept->entry.perm = std::move(now);
+}
+
+bool KeptOrders::isDamaged() const {
+    return std::any_of(perms_.begin(), perms_.end(), [](const std::optional<Kept>& kept) {
+        return kept && kept->entry.perm.isDamaged();
+    });
+}
+
+// --- Ranks and moves ----------------------------------------------------------------------------
+
+/// The key's order if it still is this one.
+KeptOrders::Kept* KeptOrders::find(SortKey key, const Perm& perm) {
+    std::optional<Kept>& kept = perms_[indexOf(key)];
+    return kept && kept->entry.perm.ids().data() == perm.ids().data() ? &*kept : nullptr;
+}
+
 void KeptOrders::setRanks(const Perm& perm,
                           std::shared_ptr<const std::vector<std::uint32_t>> rank) {
-    std::optional<Kept>& kept = perms_[indexOf(SortKey::name)];
-    if (kept && kept->entry.perm.ids().data() == perm.ids().data())
+    if (Kept* kept = find(SortKey::name, perm))
         kept->entry.rank = std::move(rank);
 }
 

@@ -30,8 +30,11 @@ class KeptOrders {
     /// True while few enough of `count` entries escape the order.
     [[nodiscard]] static bool isUsable(const PermEntry& entry, std::uint32_t count);
 
+    /// Whether an order from a file will do that nobody has checked.
+    enum class Trust : std::uint8_t { verified, any };
+
     /// A copy of the key's order if there is one that is usable with `count` entries.
-    [[nodiscard]] std::optional<PermEntry> usable(SortKey key, std::uint32_t count);
+    [[nodiscard]] std::optional<PermEntry> usable(SortKey key, std::uint32_t count, Trust trust = Trust::verified);
 
     /// Keys, in case order, with an order that is not usable with `count` entries; with any order
     /// when no count is given.
@@ -42,6 +45,25 @@ class KeptOrders {
 
     /// Replaces the key's order; what moved since beginBuild counts as moved in it.
     void install(SortKey key, PermEntry entry);
+
+    /// Takes an order from a file, with the words of its bitset of moved entries (may be empty).
+    void adopt(SortKey key, PermEntry entry, BitWords moved);
+
+    /// A copy of the key's order if it waits for being checked; moves are kept from here to the
+    /// matching endCheck.
+    [[nodiscard]] std::optional<PermEntry> beginCheck(SortKey key);
+
+    /// True when nothing has moved since beginCheck. Then `completed`, when given, takes the
+    /// order's place.
+    [[nodiscard]] bool endCheck(SortKey key, const PermEntry* completed);
+
+    /// Removes the key's order if it still is `perm`.
+    void drop(SortKey key, const Perm& perm);
+
+    /// The same ids from another place, where `before` still stands: they are in a new file now.
+    void replacePerm(SortKey key, const Perm& before, Perm now);
+
+    [[nodiscard]] bool isDamaged() const;
 
     /// Adds the ranks of the name order `perm`, unless another one has replaced it.
     void setRanks(const Perm& perm, std::shared_ptr<const std::vector<std::uint32_t>> rank);
@@ -59,6 +81,7 @@ class KeptOrders {
         bool movedIsShared = false;      ///< a copy was handed out: clone before the next change
     };
 
+    [[nodiscard]] Kept* find(SortKey key, const Perm& perm);
     static void mark(Kept& kept, std::span<const EntryId> ids);
 
     std::array<std::optional<Kept>, sortKeyCount> perms_;

@@ -53,6 +53,14 @@ bool standsBefore(const fidx& store, SortKey key, bool descending, EntryId a, En
     return valueA != valueB ? (valueA < valueB) != descending : a < b;
 }
 
+bool hasEqualKeys(const fidx& store, SortKey key, EntryId a, EntryId b) {
+    if (key == SortKey::path)
+        return a == b;
+    if (key == SortKey::name)
+        return compareNames(store, a, b) == 0;
+    return valueOf(store, key, a) == valueOf(store, key, b);
+}
+
 /// Turns a name order around, keeping equal names in ascending id order.
 void reverseRuns(std::vector<EntryId>& ids, const EqualRows& equal) {
     std::reverse(ids.begin(), ids.end());
@@ -82,6 +90,7 @@ class Ordering {
 
     void splitCovered();
     std::optional<std::vector<EntryId>> coveredInOrder();
+    [[nodiscard]] std::optional<std::vector<EntryId>> walkUnverified(std::size_t budget) const;
     std::vector<EntryId> merged(std::vector<EntryId> covered, std::vector<EntryId> others) const;
 
     const fidx& store_;
@@ -215,6 +224,11 @@ std::optional<std::vector<EntryId>> Ordering::coveredInOrder() {
     else if (hits_.count <= wanted_.directSortLimit)
         otherCost = directCost(hits_.count);
     const bool otherIsCheap = otherCost < (isLimited ? rows / 2 : rows);
+    if (!kept_->isVerified) {
+        if (!isLimited && otherIsCheap)
+            return std::nullopt;
+        return walkUnverified(otherIsCheap ? otherCost : unlimited);
+    }
     if (!isLimited && otherIsCheap && !hasRanks)
         return std::nullopt;
 
@@ -234,6 +248,34 @@ std::optional<std::vector<EntryId>> Ordering::coveredInOrder() {
     if (!isLimited)
         return inRows.all(hits_.count, wanted_.descending, threads_);
     static_cast<void>(inRows.first(limit_, wanted_.descending, unlimited, ids));
+    return ids;
+}
+
+/// The same from an order that nobody has checked: row by row, each id bounded. Which rows are
+/// equal is not known either. Descending, each hit is therefore compared with the one before, runs
+/// of equal keys are turned around, and the walk ends only where a run does.
+std::optional<std::vector<EntryId>> Ordering::walkUnverified(std::size_t budget) const {
+    const std::span<const EntryId> rows = kept_->perm.ids();
+    std::vector<EntryId> ids;
+    std::size_t run = 0; // first of the equal hits that end `ids`
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        if (i == budget)
+            return std::nullopt;
+        const EntryId id = rows[wanted_.descending ? rows.size() - 1 - i : i];
+        if (id >= kept_->covers || !testBit(covered_, id))
+            continue;
+        const bool goesOn =
+            wanted_.descending && !ids.empty() && hasEqualKeys(store_, wanted_.key, ids.back(), id);
+        if (!goesOn) {
+            std::reverse(ids.begin() + run, ids.end());
+            run = ids.size();
+            if (run >= limit_)
+                break;
+        }
+        ids.push_back(id);
+    }
+    std::reverse(ids.begin() + run, ids.end());
+    ids.resize(std::min(ids.size(), limit_));
     return ids;
 }
 

@@ -7,10 +7,15 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
+#include <string>
+#include <utility>
 #include <vector>
 
 namespace quarrydex {
+
+class FaultGuard;
 
 /// Where a rank is asked for: not in the order.
 inline constexpr std::uint32_t noRank = 0xFFFFFFFF;
@@ -22,15 +27,27 @@ class Perm {
     Perm() = default;
 
     explicit Perm(std::vector<EntryId> ids)
-        : owned_(std::make_shared<const std::vector<EntryId>>(std::move(ids))), ids_(*owned_) {}
+        : owner_(std::make_shared<const std::vector<EntryId>>(std::move(ids))),
+          ids_(*static_cast<const std::vector<EntryId>*>(owner_.get())) {}
+
+    /// An order that stays in its file: `count` ids from a byte offset on. They may be anything
+    /// until someone has looked at them (PermEntry::isVerified).
+    [[nodiscard]] static std::optional<Perm>
+    map(const std::string& path, std::uint64_t offset, std::size_t count);
 
     [[nodiscard]] std::size_t count() const { return ids_.size(); }
 
     [[nodiscard]] std::span<const EntryId> ids() const { return ids_; }
 
+    [[nodiscard]] bool isMapped() const { return guard_ != nullptr; }
+
+    /// True once a part of the ids was lost with their file and reads as zeros.
+    [[nodiscard]] bool isDamaged() const;
+
   private:
-    std::shared_ptr<const std::vector<EntryId>> owned_;
-    std::span<const EntryId> ids_; ///< into owned_
+    std::shared_ptr<const void> owner_;
+    std::span<const EntryId> ids_;      ///< into what owner_ keeps
+    const FaultGuard* guard_ = nullptr; ///< of a mapped order; into what owner_ keeps
 };
 
 /// A kept order with what it no longer covers. Its order holds for covered entries that have not
@@ -46,6 +63,9 @@ struct PermEntry {
     std::shared_ptr<const BitWords> equalToPrevious;
     /// rank[id] = row of id in perm, noRank for roots. For name alone; null until it was built.
     std::shared_ptr<const std::vector<std::uint32_t>> rank;
+    /// False for an order from a file that was not checked yet: ids may be out of range or repeat,
+    /// and equalToPrevious is missing.
+    bool isVerified = true;
 };
 
 } // namespace quarrydex

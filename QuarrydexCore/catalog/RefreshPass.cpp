@@ -40,15 +40,32 @@ RefreshPass::RefreshPass(VolumeIndex& index, fidx& store, VolumeIndex::RefreshOp
 // --- What to read -------------------------------------------------------------------------------
 
 void RefreshPass::request(std::span<const std::string> dirs) {
+    note(dirs, options_.recursive);
+    note(options_.subtrees, true);
+}
+
+void RefreshPass::note(std::span<const std::string> dirs, bool recursive) {
+    if (dirs.empty())
+        return;
     VisitTree tree(index_);
     for (const std::string& dir : dirs)
         if (!isExcluded(dir))
             tree.add(dir);
     for (const Visit& visit : tree.visits()) {
         wanted_.push_back(visit.folder);
-        if (options_.recursive && visit.isExact)
+        if (recursive && visit.isExact)
             wantedBelow_.push_back(visit.folder);
     }
+}
+
+/// False, and nothing is left to do, when what was read must not be believed.
+bool RefreshPass::mayGoOn() {
+    if (!options_.mayGoOn || options_.mayGoOn())
+        return true;
+    stats_.rootMissing = true;
+    wanted_.clear();
+    wantedBelow_.clear();
+    return false;
 }
 
 /// Moves every known folder below wantedBelow_ to wanted_: one pass over the folder list, in which
@@ -126,6 +143,8 @@ bool RefreshPass::runRound() {
             readings[i].folder = folders[start + i];
             read(readings[i]);
         });
+        if (!mayGoOn())
+            break;
         for (const Reading& reading : readings)
             apply(reading, children);
         writeChanges();
@@ -300,20 +319,21 @@ void RefreshPass::removeBelowRemoved() {
     for (EntryId id : removedFolders_)
         setBit(isRemoved, id);
     const EntryId* parents = store_.parent;
+    std::vector<EntryId> gone;
     for (EntryId id = *std::min_element(removedFolders_.begin(), removedFolders_.end()); id < count;
          ++id) {
         if (parents[id] >= count || !testBit(isRemoved, parents[id]))
             continue;
         setBit(isRemoved, id);
-        if ((index_.flags(id) & EntryFlags::deleted) == 0) {
-            index_.markDeleted(id);
-            ++stats_.removed;
-        }
+        if ((index_.flags(id) & EntryFlags::deleted) == 0)
+            gone.push_back(id);
     }
+    index_.markDeleted(gone);
+    stats_.removed += gone.size();
     removedFolders_.clear();
 }
 
-void RefreshPass::update(const Change& change) {
+void RefreshPass::update(const EntryChange& change) {
     if (index_.size(change.id) == change.size && index_.mtime(change.id) == change.mtime &&
         index_.ctime(change.id) == change.ctime)
         return;
@@ -321,28 +341,9 @@ void RefreshPass::update(const Change& change) {
     ++stats_.updated;
 }
 
-/// Values first, then the orders: an order that is being rebuilt meanwhile learns of the ids late
-/// rather than never. Many ids in one call, since a call may copy a bitset.
 void RefreshPass::writeChanges() {
-    std::vector<EntryId> sizes;
-    std::vector<EntryId> dates;
-    std::vector<EntryId> created;
-    for (const Change& change : changes_) {
-        if (index_.size(change.id) != change.size)
-            sizes.push_back(change.id);
-        if (index_.mtime(change.id) != change.mtime)
-            dates.push_back(change.id);
-        if (index_.ctime(change.id) != change.ctime)
-            created.push_back(change.id);
-        fidx_set_meta(&store_, change.id, change.size, change.mtime, change.ctime);
-    }
+    index_.change(changes_);
     changes_.clear();
-    if (!sizes.empty())
-        index_.markMoved(SortKey::size, sizes);
-    if (!dates.empty())
-        index_.markMoved(SortKey::date, dates);
-    if (!created.empty())
-        index_.markMoved(SortKey::created, created);
 }
 
 } // namespace quarrydex

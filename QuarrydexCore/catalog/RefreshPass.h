@@ -29,7 +29,7 @@ class RefreshPass {
   public:
     RefreshPass(VolumeIndex& index, fidx& store, VolumeIndex::RefreshOptions options);
 
-    /// Notes the folders to re-read.
+    /// Notes the folders to re-read, and those of the options.
     void request(std::span<const std::string> dirs);
 
     /// True while folders remain to be read.
@@ -57,14 +57,8 @@ class RefreshPass {
         fidx_listing listing;
     };
 
-    /// New values of an entry.
-    struct Change {
-        EntryId id{};
-        std::uint64_t size{};
-        std::uint32_t mtime{};
-        std::uint32_t ctime{};
-    };
-
+    void note(std::span<const std::string> dirs, bool recursive);
+    [[nodiscard]] bool mayGoOn();
     void wantFoldersBelow();
     [[nodiscard]] std::vector<EntryId> takeWanted();
     [[nodiscard]] bool isExcluded(std::string_view path) const;
@@ -83,7 +77,7 @@ class RefreshPass {
     void enter(const std::string& folder, EntryId id);
     void remove(EntryId id);
     void removeBelowRemoved();
-    void update(const Change& change);
+    void update(const EntryChange& change);
     void writeChanges();
 
     VolumeIndex& index_;
@@ -95,7 +89,7 @@ class RefreshPass {
     std::vector<EntryId> wantedBelow_;    ///< and every known folder below these
     BitWords isDone_;                     ///< read, or being read
     std::vector<EntryId> removedFolders_; ///< whose descendants still stand
-    std::vector<Change> changes_;         ///< not yet written
+    std::vector<EntryChange> changes_;    ///< not yet written
 };
 
 } // namespace quarrydex

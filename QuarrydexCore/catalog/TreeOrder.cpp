@@ -101,10 +101,12 @@ template <typename Nodes> class TreeBuilder {
     static constexpr std::size_t largeGroup = 1 << 16;
 
     /// The node of the parent; for a root the number after the last node, the parent of all trees.
-    [[nodiscard]] std::uint32_t parentNode(std::uint32_t node) const {
+    [[nodiscard]] std::uint32_t findParentNode(std::uint32_t node) const {
         const EntryId parent = parentOf(store_, nodes_.entry(node));
         return parent == noParent ? nodes_.size() : nodes_.node(parent);
     }
+
+    [[nodiscard]] std::uint32_t parentNode(std::uint32_t node) const { return parents_[node]; }
 
     [[nodiscard]] std::span<EntryId> childrenOf(std::uint32_t node) {
         return {children_.get() + first_[node], first_[node + 1] - first_[node]};
@@ -120,6 +122,7 @@ template <typename Nodes> class TreeBuilder {
     NameChunks names_;
     const Nodes& nodes_;
     unsigned threads_;
+    std::unique_ptr<std::uint32_t[]> parents_; ///< [size] parent nodes
     std::vector<std::uint32_t> first_;    ///< [size + 2] where a node's group begins in children_
     std::unique_ptr<EntryId[]> children_; ///< [size] entries, grouped by parent
     /// [size] rows that the subtree takes; once its parent was placed, the subtree's first row.
@@ -128,6 +131,10 @@ template <typename Nodes> class TreeBuilder {
 
 template <typename Nodes> void TreeBuilder<Nodes>::groupChildren() {
     const std::uint32_t n = nodes_.size();
+    // Read once: a column of a damaged file may turn into zeros at any moment.
+    parents_ = std::make_unique_for_overwrite<std::uint32_t[]>(n);
+    for (std::uint32_t node = 0; node < n; ++node)
+        parents_[node] = findParentNode(node);
     // Counted two places on, so that filling the groups turns begins into the next group's.
     first_.assign(n + std::size_t{3}, 0);
     for (std::uint32_t node = 0; node < n; ++node)
@@ -177,7 +184,7 @@ template <typename Nodes> std::vector<EntryId> TreeBuilder<Nodes>::place() {
     for (std::uint32_t node = 0; node < n; ++node) {
         const std::uint32_t row = rows_[node];
         const bool takesRow = nodes_.takesRow(node);
-        if (takesRow)
+        if (takesRow && row < order.size())
             order[row] = nodes_.entry(node);
         placeChildren(node, row + (takesRow ? 1 : 0));
     }
@@ -189,6 +196,13 @@ std::uint32_t depthOf(const fidx& store, EntryId id) {
     for (EntryId up = parentOf(store, id); up != noParent; up = parentOf(store, up))
         ++depth;
     return depth;
+}
+
+/// The ancestor so many steps up, or the root before.
+EntryId ancestor(const fidx& store, EntryId id, std::uint32_t steps) {
+    for (EntryId up = id; steps > 0 && (up = parentOf(store, id)) != noParent; --steps)
+        id = up;
+    return id;
 }
 
 } // namespace
@@ -209,15 +223,17 @@ bool treeLess(const fidx& store, EntryId a, EntryId b) {
         return false;
     const std::uint32_t depthA = depthOf(store, a);
     const std::uint32_t depthB = depthOf(store, b);
-    for (std::uint32_t depth = depthA; depth > depthB; --depth)
-        a = store.parent[a];
-    for (std::uint32_t depth = depthB; depth > depthA; --depth)
-        b = store.parent[b];
+    a = ancestor(store, a, depthA - std::min(depthA, depthB));
+    b = ancestor(store, b, depthB - std::min(depthA, depthB));
     if (a == b)
         return depthA < depthB;
-    while (parentOf(store, a) != parentOf(store, b)) {
-        a = store.parent[a];
-        b = store.parent[b];
+    for (;;) {
+        const EntryId aboveA = parentOf(store, a);
+        const EntryId aboveB = parentOf(store, b);
+        if (aboveA == aboveB || aboveA == noParent || aboveB == noParent)
+            break;
+        a = aboveA;
+        b = aboveB;
     }
     const int byName =
         std::strcmp(store.folded + store.name_off[a], store.folded + store.name_off[b]);

@@ -50,7 +50,7 @@ void add(fidx_stats& total, const fidx_stats& more) {
 // --- Life ---------------------------------------------------------------------------------------
 
 VolumeIndex::VolumeIndex(fidx* base, std::uint64_t storeID, std::vector<std::string> excludes)
-    : base_(base), excludes_(cleaned(std::move(excludes))), storeID_(storeID),
+    : Entries(base), excludes_(cleaned(std::move(excludes))), storeID_(storeID),
       audio_(std::make_unique<AudioTable>()) {
     installFold();
     fidx_set_excludes(base_, excludes_);
@@ -128,80 +128,9 @@ std::uint32_t VolumeIndex::liveCount() const {
     return static_cast<std::uint32_t>(count() - deletedCount_);
 }
 
-std::uint64_t VolumeIndex::arrayBytes() const {
-    return 2 * fidx_name_bytes(base_) + 27 * std::uint64_t{count()} + 4;
-}
-
-std::string_view VolumeIndex::foldedName(EntryId id) const {
-    const std::uint32_t begin = base_->name_off[id];
-    const std::string_view folded{base_->folded + begin, base_->name_off[id + 1] - begin - 1};
-    // Only names beyond ASCII are filled up; in another, the byte is part of the name.
-    const bool isFilled = folded.ends_with(foldFiller) && (flags(id) & EntryFlags::nonAscii) != 0;
-    return isFilled ? withoutFiller(folded) : folded;
-}
-
-std::optional<std::string_view> VolumeIndex::ext(EntryId id) const {
-    const std::uint16_t extension = extID(id);
-    return extension == 0 ? std::nullopt : std::optional(extName(extension));
-}
-
-std::string_view VolumeIndex::extName(std::uint16_t extId) const {
-    const char* slot = base_->ext_names[extId];
-    return {slot, ::strnlen(slot, fidx_ext_slot)};
-}
-
-std::vector<std::uint16_t> VolumeIndex::extIDs(std::span<const std::string> exts) const {
-    const std::uint32_t known = base_->ext_count.load(std::memory_order_acquire);
-    std::vector<std::uint16_t> ids;
-    for (const std::string& asked : exts) {
-        const std::string folded = fold(asked);
-        for (std::uint32_t id = 1; id < known; ++id) {
-            if (extName(static_cast<std::uint16_t>(id)) == folded) {
-                ids.push_back(static_cast<std::uint16_t>(id));
-                break;
-            }
-        }
-    }
-    return ids;
-}
-
-std::string VolumeIndex::path(EntryId id) const {
-    // A parent has a lower id than its children. Where damage says otherwise the walk ends.
-    std::vector<EntryId> chain{id};
-    for (std::optional<EntryId> up = parent(id); up && *up < chain.back(); up = parent(*up))
-        chain.push_back(*up);
-
-    std::string text;
-    for (auto it = chain.rbegin(); it != chain.rend(); ++it) {
-        if (it != chain.rbegin())
-            text += '/';
-        text += name(*it);
-    }
-    if (text.starts_with("//"))
-        text.erase(0, 1);
-    return text;
-}
-
-VolumeIndex::FolderIds VolumeIndex::folderIds(std::uint32_t upTo) const {
+FolderIds VolumeIndex::folderIds(std::uint32_t upTo) const {
     MutexLock held(lock_);
-    if (!dirCache_.ids)
-        dirCache_.ids = std::make_shared<std::vector<EntryId>>();
-    for (; dirCache_.examined < upTo; ++dirCache_.examined) {
-        if ((flags(dirCache_.examined) & EntryFlags::dir) == 0)
-            continue;
-        std::vector<EntryId>& ids = *dirCache_.ids;
-        if (ids.size() == ids.capacity()) {
-            // Views of the list stay valid: a longer list is a new one.
-            auto longer = std::make_shared<std::vector<EntryId>>();
-            longer->reserve(ids.size() + ids.size() / 4 + 1024);
-            longer->assign(ids.begin(), ids.end());
-            dirCache_.ids = std::move(longer);
-        }
-        dirCache_.ids->push_back(dirCache_.examined);
-    }
-    const std::span<const EntryId> all = *dirCache_.ids;
-    const auto end = std::lower_bound(all.begin(), all.end(), upTo);
-    return {all.first(static_cast<std::size_t>(end - all.begin())), dirCache_.ids};
+    return dirCache_.upTo(upTo, *this);
 }
 
 std::vector<EntryId> VolumeIndex::directories(std::uint32_t upTo) const {
@@ -209,27 +138,49 @@ std::vector<EntryId> VolumeIndex::directories(std::uint32_t upTo) const {
     return {view.ids.begin(), view.ids.end()};
 }
 
-std::vector<EntryId> VolumeIndex::roots() const {
-    std::vector<EntryId> ids(4);
-    for (;;) {
-        const std::size_t n = fidx_roots(base_, ids.data(), ids.size());
-        if (n < ids.size()) {
-            ids.resize(n);
-            return ids;
-        }
-        ids.resize(ids.size() * 2);
+// --- Changing -----------------------------------------------------------------------------------
+
+// A change is one critical section with what is noted of it: a save sees all of it or nothing, and
+// counts as saved what it has seen.
+
+void VolumeIndex::markDeleted(std::span<const EntryId> ids) {
+    if (ids.empty())
+        return;
+    const fidx_edit edit(base_);
+    MutexLock held(lock_);
+    for (EntryId id : ids) {
+        if ((flags(id) & EntryFlags::deleted) != 0)
+            continue;
+        edit.set_deleted(id);
+        ++deletedCount_;
+        ++mutations_;
     }
 }
 
-// --- Changing -----------------------------------------------------------------------------------
-
-void VolumeIndex::markDeleted(EntryId id) {
-    MutexLock held(lock_);
-    if ((flags(id) & EntryFlags::deleted) != 0)
+void VolumeIndex::change(std::span<const EntryChange> changes) {
+    if (changes.empty())
         return;
-    fidx_set_deleted(base_, id);
-    ++deletedCount_;
-    ++mutations_;
+    std::vector<EntryId> sizes;
+    std::vector<EntryId> dates;
+    std::vector<EntryId> created;
+    const fidx_edit edit(base_);
+    for (const EntryChange& now : changes) {
+        if (size(now.id) != now.size)
+            sizes.push_back(now.id);
+        if (mtime(now.id) != now.mtime)
+            dates.push_back(now.id);
+        if (ctime(now.id) != now.ctime)
+            created.push_back(now.id);
+        edit.set_meta(now.id, now.size, now.mtime, now.ctime);
+    }
+    // Values first, then the orders: an order that is being rebuilt meanwhile learns of the ids
+    // late rather than never. Many ids in one call, since a call may copy a bitset.
+    MutexLock held(lock_);
+    orders_.markMoved(SortKey::size, sizes);
+    orders_.markMoved(SortKey::date, dates);
+    orders_.markMoved(SortKey::created, created);
+    if (!sizes.empty() || !dates.empty() || !created.empty())
+        ++mutations_;
 }
 
 void VolumeIndex::noteChange() {

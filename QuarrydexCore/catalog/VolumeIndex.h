@@ -4,25 +4,29 @@
 /// Threads: any. Reading entries below count() takes no lock (see fidx.h). Settings are made before
 /// the first scan. One thread at a time scans or refreshes (the catalogue's owner sees to that);
 /// searches and orders may run beside it.
-/// Locks: saveLock before the store's append mutex; `lock` is a leaf, held for short sections only,
-/// never during a sort, a scan or a search.
+/// Locks: saveLock, the store's append mutex, `lock`, in this order; `lock` is a leaf, held for
+/// short sections only, never during a sort, a scan, a search or a save.
 /// Failure: scan throws IndexError; allocation failure ends the process.
 #pragma once
 
 #include "QuarrydexCore/audio/AudioTable.h"
-#include "QuarrydexCore/base/EntryFlags.h"
 #include "QuarrydexCore/base/HitSet.h"
 #include "QuarrydexCore/base/Mutex.h"
+#include "QuarrydexCore/catalog/Entries.h"
+#include "QuarrydexCore/catalog/EntryChange.h"
+#include "QuarrydexCore/catalog/FolderCache.h"
 #include "QuarrydexCore/catalog/IndexError.h"
 #include "QuarrydexCore/catalog/KeptOrders.h"
+#include "QuarrydexCore/catalog/OrderOptions.h"
 #include "QuarrydexCore/catalog/Perm.h"
+#include "QuarrydexCore/catalog/RefreshOptions.h"
 #include "QuarrydexCore/catalog/RefreshStats.h"
+#include "QuarrydexCore/catalog/SnapshotInfo.h"
 #include "QuarrydexCore/catalog/SortKey.h"
 #include "QuarrydexCore/store/fidx.h"
 
 #include <atomic>
 #include <functional>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <span>
@@ -32,7 +36,10 @@
 
 namespace quarrydex {
 
-class VolumeIndex {
+struct LoadedCatalog;
+struct fidx_info;
+
+class VolumeIndex : public Entries {
   public:
     static constexpr std::uint32_t defaultMaxEntries = 67'108'864;         ///< 2^26
     static constexpr std::uint64_t defaultMaxNameBytes = 3'221'225'472ULL; ///< 3 GiB
@@ -48,8 +55,6 @@ class VolumeIndex {
     adopting(fidx* base, std::uint64_t storeID, std::vector<std::string> excludes);
 
     ~VolumeIndex();
-    VolumeIndex(const VolumeIndex&) = delete;
-    VolumeIndex& operator=(const VolumeIndex&) = delete;
 
     // --- Settings -------------------------------------------------------------------------------
 
@@ -69,13 +74,16 @@ class VolumeIndex {
     /// for the first that cannot be opened; the remaining ones are then not scanned.
     void scan(std::span<const std::string> roots, int threads);
 
-    struct RefreshOptions {
-        bool recursive = false; ///< re-read every folder below the given ones too
-        int threads = 1;
-    };
+    /// Ends a scan early, for a catalogue that is wanted no more.
+    void cancelScan() { fidx_stop_scans(base_); }
 
+    using RefreshOptions = quarrydex::RefreshOptions;
     /// `refresh(dirs:recursive:threads:)`: re-reads folders given by path.
     RefreshStats refresh(std::span<const std::string> dirs, RefreshOptions options);
+
+    /// `reconcileByFolderMtime(threads:)`: refreshes the folders whose time on disk differs from
+    /// the catalogue's. `listed` counts those alone.
+    RefreshStats reconcileByFolderMtime(ReconcileOptions options);
 
     [[nodiscard]] bool isScanning() const { return isScanning_.load(std::memory_order_acquire); }
 
@@ -83,83 +91,69 @@ class VolumeIndex {
     [[nodiscard]] fidx_stats stats() const;
     [[nodiscard]] double scanSeconds() const;
 
-    // --- Entries (no bounds check beyond the columns) --------------------------------------------
-
-    [[nodiscard]] const fidx& base() const { return *base_; }
-
-    [[nodiscard]] std::uint32_t count() const { return fidx_count(base_); }
+    // --- Entries, beside those of the base class ------------------------------------------------
 
     [[nodiscard]] std::uint32_t liveCount() const;
-
-    [[nodiscard]] bool overflowed() const { return fidx_overflowed(base_); }
-
-    /// Bytes of the filled part of the columns: 2 × heap + 27 × count + 4.
-    [[nodiscard]] std::uint64_t arrayBytes() const;
-
-    /// Raw bytes of the name; the view lives as long as the catalogue.
-    [[nodiscard]] std::string_view name(EntryId id) const {
-        return {base_->names + base_->name_off[id],
-                base_->name_off[id + 1] - base_->name_off[id] - 1};
-    }
-
-    /// The folded name without its filler.
-    [[nodiscard]] std::string_view foldedName(EntryId id) const;
-
-    [[nodiscard]] std::uint8_t flags(EntryId id) const {
-        return std::atomic_ref(base_->flags[id]).load(std::memory_order_relaxed);
-    }
-
-    [[nodiscard]] std::uint64_t size(EntryId id) const {
-        return std::atomic_ref(base_->size[id]).load(std::memory_order_relaxed);
-    }
-
-    [[nodiscard]] std::uint32_t mtime(EntryId id) const {
-        return std::atomic_ref(base_->mtime[id]).load(std::memory_order_relaxed);
-    }
-
-    [[nodiscard]] std::uint32_t ctime(EntryId id) const {
-        return std::atomic_ref(base_->ctime[id]).load(std::memory_order_relaxed);
-    }
-
-    [[nodiscard]] std::optional<EntryId> parent(EntryId id) const {
-        const EntryId up = base_->parent[id];
-        return up == noParent ? std::nullopt : std::optional(up);
-    }
-
-    [[nodiscard]] std::uint16_t extID(EntryId id) const { return base_->ext[id]; }
-
-    /// The entry's extension (folded), absent for none.
-    [[nodiscard]] std::optional<std::string_view> ext(EntryId id) const;
-    [[nodiscard]] std::string_view extName(std::uint16_t extId) const;
-
-    /// Ids of the given extensions, folded first; unknown ones are left out, the order is kept.
-    [[nodiscard]] std::vector<std::uint16_t> extIDs(std::span<const std::string> exts) const;
-
-    /// Full path in raw bytes.
-    [[nodiscard]] std::string path(EntryId id) const;
 
     /// `directories(upTo:)`: ids of all folders below `upTo`, ascending, deleted ones included.
     [[nodiscard]] std::vector<EntryId> directories(std::uint32_t upTo) const;
 
-    /// A prefix of the folder cache; the owner keeps it alive and unchanged.
-    struct FolderIds {
-        std::span<const EntryId> ids;
-        std::shared_ptr<const std::vector<EntryId>> owner;
-    };
+    using FolderIds = quarrydex::FolderIds;
 
     /// The same without a copy, for use on every search.
     [[nodiscard]] FolderIds folderIds(std::uint32_t upTo) const;
 
-    [[nodiscard]] std::vector<EntryId> roots() const;
-
     // --- Changing -------------------------------------------------------------------------------
 
-    /// Marks a live entry deleted and counts it; a deleted one is left alone. Does not descend.
-    void markDeleted(EntryId id);
+    /// Marks live entries deleted and counts them; deleted ones are left alone. Does not descend.
+    /// Waits for a save that is under way, as every change does: not for the main thread.
+    void markDeleted(std::span<const EntryId> ids);
+
+    void markDeleted(EntryId id) { markDeleted(std::span(&id, 1)); }
+
+    /// Overwrites sizes and times and tells the orders whose key really changed.
+    void change(std::span<const EntryChange> changes);
 
     /// Raised by every change; a search result is valid for one value of it.
     [[nodiscard]] std::int64_t mutations() const;
     [[nodiscard]] bool hasUnsavedChanges() const;
+
+    // --- Files (docs/formats/idx.md) ------------------------------------------------------------
+
+    /// `save(to:info:)`: writes the snapshot, with `deleted` and `storeID` filled in and the usable
+    /// orders. Readers go on; changes wait. Throws IndexError; the old file then stays as it was.
+    void save(const std::string& path, SnapshotInfo info) QDX_EXCLUDES(saveLock_, lock_);
+
+    /// `load(from:excludes:…)`: the catalogue of a snapshot (catalog/LoadedCatalog.h), or nothing
+    /// where there is no whole one. What it holds is mapped, not looked at: see validate().
+    [[nodiscard]] static std::optional<LoadedCatalog>
+    load(const std::string& path,
+         std::vector<std::string> excludes,
+         std::uint32_t maxEntries = defaultMaxEntries,
+         std::uint64_t maxNameBytes = defaultMaxNameBytes);
+
+    /// `peek`: a snapshot's header alone.
+    [[nodiscard]] static std::optional<SnapshotHeader> peek(const std::string& path);
+
+    /// For the background after a load: reads everything, and readies the loaded orders. False for
+    /// a catalogue that contradicts itself, to be discarded and scanned anew.
+    [[nodiscard]] bool validate() const;
+
+    /// True once a part of the mapped snapshot was lost: to be discarded too.
+    [[nodiscard]] bool isDamaged() const;
+
+    /// `audioPath(forSnapshot:)`: a final ".idx" replaced by ".aud", else ".aud" appended.
+    [[nodiscard]] static std::string audioPath(const std::string& snapshotPath);
+
+    /// `saveAudio(snapshotPath:)`, after the snapshot: the audio table beside it.
+    [[nodiscard]] bool saveAudio(const std::string& snapshotPath) const;
+
+    /// `loadAudio(snapshotPath:)`: replaces the audio table by the saved one, but for rows of
+    /// entries that the snapshot lacks. Before anyone else has the catalogue.
+    bool loadAudio(const std::string& snapshotPath);
+
+    /// `forgetCatalog(snapshotPath:)`: removes both files; whether the snapshot was removed.
+    static bool forgetCatalog(const std::string& snapshotPath);
 
     // --- Audio ----------------------------------------------------------------------------------
 
@@ -179,13 +173,15 @@ class VolumeIndex {
     /// name and path both compare the folded names.
     [[nodiscard]] bool less(EntryId a, const VolumeIndex& other, EntryId b, SortKey key) const;
 
-    /// The usable order, or nothing; never builds. Nothing is usable during a scan.
+    /// The usable order, or nothing; never builds. Nothing is usable during a scan, and an order
+    /// from a file only once it was checked (ordered() may walk it before).
     [[nodiscard]] std::optional<Perm> cachedPermutation(SortKey key) const;
     [[nodiscard]] std::optional<PermEntry> usablePerm(SortKey key) const;
 
     /// The usable order, built now if there is none (seconds for tens of millions of entries).
     Perm permutation(SortKey key);
     std::pair<Perm, std::uint32_t> permutationAndCount(SortKey key);
+    /// Builds the order anew. One that came from a file and was not checked is checked instead.
     std::pair<Perm, std::uint32_t> rebuildPermutation(SortKey key);
 
     /// Keys, in case order, whose order exists but is no longer usable.
@@ -198,11 +194,7 @@ class VolumeIndex {
     /// The ids as a bitset of count div 64 + 1 words; every id must be below count().
     [[nodiscard]] BitWords hitBitset(std::span<const EntryId> ids) const;
 
-    struct OrderOptions {
-        bool descending = false;
-        std::size_t limit = std::numeric_limits<std::size_t>::max(); ///< rows wanted
-        std::size_t directSortLimit = 300'000; ///< up to this many hits need no kept order
-    };
+    using OrderOptions = quarrydex::OrderOptions;
 
     /// `ordered(by:descending:limit:directSortLimit:)`: the first `limit` hits in key order. Equal
     /// keys stand in ascending id order in both directions; path descending is the exact reverse.
@@ -219,21 +211,29 @@ class VolumeIndex {
     [[nodiscard]] static std::string fold(std::string_view text);
 
   private:
-    struct FolderCache {
-        std::uint32_t examined{};                  ///< ids looked at so far
-        std::shared_ptr<std::vector<EntryId>> ids; ///< appended to in place while capacity lasts
-    };
-
     VolumeIndex(fidx* base, std::uint64_t storeID, std::vector<std::string> excludes);
 
-    /// Raises mutations_. Every change to the catalogue ends with it.
+    /// Maps the orders of the snapshot, unchecked.
+    void mapOrders(const std::string& path, const fidx_info& info);
+    void moveOrders(const std::string& path,
+                    const fidx_info& info,
+                    std::span<const std::optional<PermEntry>> orders);
+
+    enum class Check : std::uint8_t { none, sound, broken };
+
+    /// Checks the key's order if it came from a file, and puts the completed one or none in its
+    /// place. `none`: there is nothing to check, or values change too fast.
+    Check checkOrder(SortKey key) const;
+    void addRanks(const Perm& names, std::uint32_t covers) const;
+
+    /// Raises mutations_.
     void noteChange() QDX_EXCLUDES(lock_);
 
-    fidx* base_; ///< owned
     std::vector<std::string> excludes_;
     std::vector<std::string> includeExts_;
     std::uint64_t storeID_;
     std::atomic<bool> isScanning_{false};
+    std::atomic<bool> isUnreadable_{false}; ///< a save found pages of the snapshot gone
     std::unique_ptr<AudioTable> audio_;
 
     Mutex saveLock_; ///< serialises snapshot writing

@@ -52,7 +52,8 @@ std::shared_ptr<const std::vector<std::uint32_t>> ranksOf(const Perm& perm, std:
     parallelFor(ids.size() / rowsPerTask + 1, processorCount(), [&](std::size_t task) {
         const std::size_t end = std::min(ids.size(), (task + 1) * rowsPerTask);
         for (std::size_t row = task * rowsPerTask; row < end; ++row)
-            (*rank)[ids[row]] = static_cast<std::uint32_t>(row);
+            if (ids[row] < count) // always, but for rows of a mapped order that were lost
+                (*rank)[ids[row]] = static_cast<std::uint32_t>(row);
     });
     return rank;
 }
@@ -85,7 +86,7 @@ std::optional<PermEntry> VolumeIndex::usablePerm(SortKey key) const {
     if (isScanning())
         return std::nullopt;
     MutexLock held(lock_);
-    return orders_.usable(key, count());
+    return orders_.usable(key, count(), KeptOrders::Trust::verified);
 }
 
 std::optional<Perm> VolumeIndex::cachedPermutation(SortKey key) const {
@@ -104,6 +105,9 @@ std::pair<Perm, std::uint32_t> VolumeIndex::permutationAndCount(SortKey key) {
 }
 
 std::pair<Perm, std::uint32_t> VolumeIndex::rebuildPermutation(SortKey key) {
+    if (checkOrder(key) == Check::sound)
+        if (std::optional<PermEntry> entry = usablePerm(key))
+            return {std::move(entry->perm), entry->covers};
     std::uint32_t covers = 0;
     {
         MutexLock held(lock_);
@@ -116,12 +120,15 @@ std::pair<Perm, std::uint32_t> VolumeIndex::rebuildPermutation(SortKey key) {
         MutexLock held(lock_);
         orders_.install(key, std::move(entry));
     }
-    if (key == SortKey::name) {
-        auto ranks = ranksOf(perm, covers);
-        MutexLock held(lock_);
-        orders_.setRanks(perm, std::move(ranks));
-    }
+    if (key == SortKey::name)
+        addRanks(perm, covers);
     return {std::move(perm), covers};
+}
+
+void VolumeIndex::addRanks(const Perm& names, std::uint32_t covers) const {
+    auto ranks = ranksOf(names, covers);
+    MutexLock held(lock_);
+    orders_.setRanks(names, std::move(ranks));
 }
 
 std::vector<SortKey> VolumeIndex::staleKeys() const {
@@ -151,7 +158,11 @@ BitWords VolumeIndex::hitBitset(std::span<const EntryId> ids) const {
 
 std::vector<EntryId>
 VolumeIndex::ordered(const HitSet& hits, SortKey key, OrderOptions options) const {
-    const std::optional<PermEntry> kept = usablePerm(key);
+    std::optional<PermEntry> kept;
+    if (!isScanning()) {
+        MutexLock held(lock_);
+        kept = orders_.usable(key, count(), KeptOrders::Trust::any);
+    }
     return orderedHits(*base_, hits,
                        {key, options.descending, options.limit, options.directSortLimit},
                        kept ? &*kept : nullptr);

@@ -1,16 +1,22 @@
-/// The application's one model: the volumes that are searched, and the search.
+/// The application's one model: the volumes that are searched, how they are kept current, and the
+/// search.
 ///
 /// Every change of the search state starts a search of a new generation in the background and
 /// cancels the one before; its result is published on the main thread unless a still newer one has
 /// begun. A long result is published twice: the first screen at once, then all of it.
 ///
+/// A volume is loaded from its saved catalogue and caught up with the disk, or scanned; then it is
+/// watched, and saved now and then. With `persist` off it is scanned and left alone.
+///
 /// Threads: the main thread, whose event loop must run for results to arrive; everything slow runs
-/// on the queues at the end. Signals are emitted on the main thread.
+/// on the queues at the end and on the volumes' own. Signals are emitted on the main thread.
 /// Locks: genLock_, a leaf.
 /// Failure: a root that cannot be scanned is told in its VolumeState, a query that cannot be parsed
-/// in queryError().
+/// in queryError(). A catalogue that cannot be saved is tried again later; the old file stays.
 #pragma once
 
+#include "QuarrydexApp/model/Candidate.h"
+#include "QuarrydexApp/model/GlobalOrder.h"
 #include "QuarrydexApp/model/QtMainQueue.h"
 #include "QuarrydexApp/model/ResultSet.h"
 #include "QuarrydexApp/model/SearchState.h"
@@ -22,7 +28,9 @@
 #include <QObject>
 #include <QTimer>
 
+#include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <set>
@@ -31,15 +39,21 @@
 
 namespace quarrydex {
 
+class Prefs;
 class SearchRun;
 
 struct ModelOptions {
-    std::vector<std::string> roots{};       ///< folders to search, as the user named them
-    std::vector<std::string> excludes{};    ///< folders never entered, likewise
-    std::vector<std::string> includeExts{}; ///< when not empty, the only extensions recorded
+    /// `rootsOverride`: folders to search, as the user named them. Empty: the configured sources.
+    std::vector<std::string> roots{};
+    /// Folders never entered, and the only extensions recorded if not empty. Absent: as configured.
+    std::optional<std::vector<std::string>> excludes{};
+    std::optional<std::vector<std::string>> includeExts{};
     /// Builds missing orders in the background when a result is too long to be sorted each time.
     /// Off where one search is all there will be.
     bool keepsOrders = true;
+    bool persist = false;   ///< catalogues are loaded from disk and saved
+    bool watches = true;    ///< with persist: volumes are kept current, else only caught up once
+    Prefs* prefs = nullptr; ///< outlives the model; null: everything as by default
 };
 
 class Model : public QObject {
@@ -48,25 +62,49 @@ class Model : public QObject {
   public:
     explicit Model(ModelOptions options, const Platform& platform = systemPlatform());
 
-    /// Cancels the search; waits for what else runs in the background, a scan too.
+    /// Cancels the search and scans; waits for what else runs in the background.
     ~Model() override;
 
     // --- Volumes --------------------------------------------------------------------------------
 
-    /// Makes a volume of each root and scans them. Call once.
+    /// Makes a volume of each root or configured source, with the catalogues of drives that are not
+    /// connected, and brings them up to date. Call once.
     void startScans();
 
-    /// Adds a volume over a catalogue that is already filled.
+    /// Adds a volume over a catalogue that is already filled; it is neither watched nor saved.
     void addVolume(std::string root, std::shared_ptr<VolumeIndex> index);
 
     [[nodiscard]] const std::vector<std::shared_ptr<VolumeState>>& volumes() const {
         return volumes_;
     }
 
+    /// True while a volume's first rows are not all there, drives that are still asked included.
     [[nodiscard]] bool anyScanning() const;
+
+    /// True while a volume is scanned or caught up with the disk.
+    [[nodiscard]] bool anyUpdating() const;
 
     /// Leaves a volume out of searches, or takes it in again.
     void setHidden(VolumeState& volume, bool hidden);
+
+    /// Scans a volume anew, beside what it holds now, which is searched until that is done.
+    void rescan(const std::shared_ptr<VolumeState>& volume);
+
+    /// `forgetCatalog`: removes the volume's files and the volume. The drive itself is not touched.
+    void forgetCatalog(const std::shared_ptr<VolumeState>& volume);
+
+    /// Brings the volumes in line with the sources and settings as they are now.
+    void applySources();
+
+    /// Mounted drives that were neither chosen nor ignored.
+    [[nodiscard]] const std::vector<Candidate>& newDrives() const { return newDrives_; }
+
+    void indexNewDrive(const Candidate& drive);
+    void ignoreNewDrive(const Candidate& drive);
+
+    /// `saveSnapshot(sync:)` for every volume that has something to save, after applying what was
+    /// reported: the way out. Blocks.
+    void saveAll();
 
     // --- Search state: each setter starts a search ----------------------------------------------
 
@@ -112,23 +150,73 @@ class Model : public QObject {
     void queryErrorChanged();
     void sortingChanged();
 
-    /// A field of a VolumeState changed.
+    /// A field of a VolumeState changed, or the list.
     void volumesChanged();
+    void newDrivesChanged();
 
   private:
+    static constexpr std::chrono::milliseconds tickPeriod{500};
+
+    using VolumePtr = std::shared_ptr<VolumeState>;
+
     /// What a finished scan has to tell.
     struct ScanOutcome {
         double seconds{};
         std::optional<std::string> failure;
     };
 
-    std::shared_ptr<VolumeState> makeVolume(std::string root, std::shared_ptr<VolumeIndex> index);
-    void startScan(const std::shared_ptr<VolumeState>& volume);
-    void scanFinished(VolumeState& volume, ScanOutcome outcome);
+    // ModelLifecycle.cpp: from a plan to a live volume, and to disk.
+    VolumePtr makeVolume(VolumePlan plan);
+    void setIndex(VolumeState& volume, std::shared_ptr<VolumeIndex> index);
+    void openInBackground(const VolumePtr& volume);
+    void volumeOpened(const VolumePtr& volume, OpenedVolume opened);
+    void start(const VolumePtr& volume);
+    void catchUp(const VolumePtr& volume);
+    void startScan(const VolumePtr& volume);
+    void postScan(const VolumePtr& volume);
+    void scanFinished(const VolumePtr& volume, ScanOutcome outcome);
+    [[nodiscard]] bool takePlace(const VolumePtr& volume);
+    [[nodiscard]] bool canWatch(const VolumeState& volume) const;
+    void startWatcher(const VolumePtr& volume, std::optional<std::uint64_t> since);
+    void filesChanged(VolumeState& volume);
+    void needsRescan(const VolumePtr& volume, bool rootMissing);
+    void reconcile(const VolumePtr& volume);
+    void reconciled(const VolumePtr& volume, const RefreshStats& stats);
+    void saveSnapshot(VolumeState& volume, bool sync);
+    void retire(VolumeState& volume);
+    /// Calls f on the main thread if the volume is still the model's by then. Any thread.
+    void onMain(std::weak_ptr<VolumeState> volume, std::function<void(const VolumePtr&)> f);
+    [[nodiscard]] bool isOurs(const VolumePtr& volume) const;
 
-    /// Publishes counts and sees to orders that have gone stale. Every half second.
+    // ModelMounts.cpp: drives that come and go, and what the user chose.
+    void observeMounts();
+    void mountsChanged(const std::vector<Mount>& added, const std::vector<Mount>& removed);
+    void findSources();
+    void sourcesFound(std::vector<Candidate> candidates);
+    void discover(const Candidate& drive);
+    void refreshNewDrives();
+    [[nodiscard]] bool isChosen(const std::string& identity) const;
+    [[nodiscard]] std::vector<std::string> excludedPaths() const;
+    [[nodiscard]] std::vector<std::string> includeExts() const;
+    [[nodiscard]] VolumePlan planOf(const Candidate& drive) const;
+    [[nodiscard]] VolumePtr volumeOf(const std::string& identity) const;
+    void replaceBy(const VolumePtr& old, VolumePlan plan);
+    void addOfflineCatalogs();
+    void removeVolume(const VolumePtr& volume);
+    void goOffline(VolumeState& volume);
+    void dropVolume(const VolumePtr& volume);
+    void lookWhetherBack(const VolumePtr& volume);
+
+    /// Publishes counts, sees to orders that have gone stale, saves. Every half second.
     void tick();
-    void rebuildStaleOrders(const std::shared_ptr<VolumeState>& volume);
+    void maintain(const VolumePtr& volume);
+
+    /// Sees to the name order of all volumes together. True when there is a new one.
+    bool maintainGlobal();
+    void buildGlobal();
+    [[nodiscard]] std::vector<std::shared_ptr<VolumeIndex>> indexes() const;
+    [[nodiscard]] std::string globalPath() const;
+    void rebuildStaleOrders(const VolumePtr& volume);
     void sortPrepared(SortKey key);
 
     void startSearch(bool resetScroll, bool ordersArePrepared);
@@ -147,7 +235,14 @@ class Model : public QObject {
 
     const ModelOptions options_;
     const Platform platform_;
-    std::vector<std::shared_ptr<VolumeState>> volumes_;
+    std::vector<VolumePtr> volumes_;
+    std::vector<VolumePtr> replacements_; ///< being scanned, to replace one of volumes_
+    std::vector<Candidate> candidates_;
+    std::vector<Candidate> newDrives_;
+    int scouting_ = 0; ///< looks at drives under way
+    std::shared_ptr<const GlobalOrder> global_;
+    bool globalBuilding_ = false;
+    bool globalIsNew_ = false; ///< since the last maintainGlobal()
     QTimer timer_;
 
     SearchState state_;
@@ -160,10 +255,12 @@ class Model : public QObject {
 
     // Last, and in this order: a queue is waited for before what its tasks use is destroyed.
     QtMainQueue mainQueue_;
-    SerialQueue scanQueue_;
+    SerialQueue scoutQueue_;    ///< asks drives who they are
     SerialQueue orderQueue_;    ///< builds kept orders
     SerialQueue completeQueue_; ///< orders long results to their end
     SerialQueue searchQueue_;   ///< finds hits and their first screen
+    SerialQueue retireQueue_;   ///< ends what takes long to end
+    std::unique_ptr<Subscription> mountWatch_;
 };
 
 } // namespace quarrydex

@@ -82,6 +82,7 @@ void Model::startSearch(bool resetScroll, bool ordersArePrepared) {
                            .volumes = volumes_,
                            .query = std::move(query),
                            .state = state_,
+                           .global = global_,
                            .resetScroll = resetScroll,
                            .isStale = [this, generation] { return !isCurrent(generation); }});
     const bool mayPrepare = options_.keepsOrders && !ordersArePrepared;

@@ -58,9 +58,12 @@ std::shared_ptr<const ResultSet> SearchRun::results(std::size_t count) {
 std::vector<Row> SearchRun::orderedRows(std::size_t count) const {
     const bool desc = request_.state.sortDesc;
     std::vector<std::shared_ptr<VolumeIndex>> indexes;
+    for (const Part& part : parts_)
+        indexes.push_back(part.index);
+    if (auto rows = rowsByGlobalOrder(indexes, count))
+        return *std::move(rows);
     std::vector<std::vector<EntryId>> lists;
     for (const Part& part : parts_) {
-        indexes.push_back(part.index);
         lists.emplace_back();
         if (part.hits != nullptr && !request_.isStale())
             lists.back() = part.index->ordered(
@@ -71,6 +74,20 @@ std::vector<Row> SearchRun::orderedRows(std::size_t count) const {
     if (rows.size() > count)
         rows.resize(count);
     return rows;
+}
+
+/// Nothing where there is no such order, or the other way is the faster one.
+std::optional<std::vector<Row>>
+SearchRun::rowsByGlobalOrder(std::span<const std::shared_ptr<VolumeIndex>> indexes,
+                             std::size_t count) const {
+    if (sortKey() != SortKey::name || !request_.global || !request_.global->isUsable(indexes))
+        return std::nullopt;
+    std::vector<const HitSet*> hits;
+    for (const Part& part : parts_)
+        hits.push_back(part.hits.get());
+    return request_.global->mergeGlobal(
+        hits, indexes,
+        {.desc = request_.state.sortDesc, .limit = count, .isStale = request_.isStale});
 }
 
 std::vector<std::string> plainNameTerms(const Query& query) {

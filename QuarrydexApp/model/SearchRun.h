@@ -4,6 +4,7 @@
 /// Cancelled searches: hits are abandoned as soon as `isStale` says so, or a Searcher is cancelled.
 #pragma once
 
+#include "QuarrydexApp/model/GlobalOrder.h"
 #include "QuarrydexApp/model/ResultSet.h"
 #include "QuarrydexApp/model/SearchState.h"
 #include "QuarrydexCore/platform/Clock.h"
@@ -11,6 +12,8 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -27,6 +30,7 @@ class SearchRun {
         std::vector<std::shared_ptr<VolumeState>> volumes; ///< all, also those left out
         Query query; ///< what state.query says, with the filter
         SearchState state;
+        std::shared_ptr<const GlobalOrder> global; ///< null for none
         bool resetScroll{};
         std::function<bool()> isStale; ///< any thread
     };
@@ -60,6 +64,9 @@ class SearchRun {
     };
 
     [[nodiscard]] std::vector<Row> orderedRows(std::size_t count) const;
+    [[nodiscard]] std::optional<std::vector<Row>>
+    rowsByGlobalOrder(std::span<const std::shared_ptr<VolumeIndex>> indexes,
+                      std::size_t count) const;
 
     Request request_;
     std::vector<Part> parts_; ///< as request_.volumes

@@ -2,6 +2,7 @@
 #include "QuarrydexApp/headless/Headless.h"
 #include "QuarrydexApp/headless/Session.h"
 #include "QuarrydexApp/headless/Terminal.h"
+#include "QuarrydexCore/platform/Platform.h"
 
 #include <algorithm>
 #include <csignal>
@@ -24,13 +25,16 @@ void holdStandardStreams() {
 
 int main(int argc, char** argv) {
     using namespace quarrydex;
+    const std::uint64_t startNs = systemPlatform().clock.monotonicNs();
     holdStandardStreams();
     std::signal(SIGPIPE, SIG_IGN); // a reader that goes away ends the output, not the program
     const int arguments = std::max(argc - 1, 0); // argc may be 0
-    const auto options = parseCommandLine({argv + argc - arguments, argv + argc});
+    auto options = parseCommandLine({argv + argc - arguments, argv + argc});
     if (const auto* error = std::get_if<CommandLineError>(&options)) {
         printError(error->message);
         return static_cast<int>(ExitStatus::error);
     }
-    return runHeadless(std::get<Options>(options), argc, argv);
+    auto& chosen = std::get<Options>(options);
+    chosen.startNs = startNs;
+    return runHeadless(chosen, argc, argv);
 }

@@ -4,6 +4,7 @@
 #include "QuarrydexApp/headless/LineReader.h"
 #include "QuarrydexApp/headless/Output.h"
 #include "QuarrydexApp/headless/RowPaths.h"
+#include "QuarrydexApp/headless/Termination.h"
 #include "QuarrydexCore/text/tr.h"
 
 #include <cstdio>
@@ -122,9 +123,10 @@ std::variant<SearchState, CommandLineError> parseRequest(std::string_view line) 
 }
 
 ExitStatus runBatch(const Options& options) {
-    Session session(options, {.keepsOrders = true});
+    Session session(options, {.keepsOrders = true, .watches = true});
     session.scan();
     LineReader requests(STDIN_FILENO, maxLineBytes);
+    const Termination termination([&] { requests.end(); });
     Output out(STDOUT_FILENO);
     while (out.isOpen()) {
         const auto line = requests.next();
@@ -136,6 +138,7 @@ ExitStatus runBatch(const Options& options) {
         out.append("\n");
         out.flush();
     }
+    session.finish();
     return session.hasFailures() || out.error() != 0 ? ExitStatus::error : ExitStatus::success;
 }
 

@@ -68,6 +68,8 @@ class Reader {
             options_.json = forList(flag);
         else if (flag == "--batch")
             setMode(Mode::batch, flag);
+        else if (flag == "--startup-bench")
+            setMode(Mode::startupBench, flag);
         else if (flag == "--version")
             setMode(Mode::version, flag);
         else if (flag == "--help" || flag == "-h")
@@ -170,15 +172,17 @@ std::variant<Options, CommandLineError> parseCommandLine(std::span<const char* c
 }
 
 std::string helpText() {
-    return tr(R"(Usage: quarrydex --root DIR… MODE [OPTION…]
+    return tr(R"(Usage: quarrydex [--root DIR…] [MODE] [OPTION…]
 
-Finds files and folders by name below the given folders.
+Finds files and folders by name below the given folders, or in the sources that were chosen.
+Without a mode it keeps their catalogues current until it is told to end.
 
 Modes:
   --list QUERY        print the path of every hit, one a line
   --batch             answer one JSON request a line from standard input
   --explain PATH      say why a path is found, or why not
   --selftest [QUERY…] scan, then time every query under every order; stands last
+  --startup-bench     print how long it takes until there are rows
   --version, --help
 
 What is searched:

@@ -15,7 +15,16 @@
 namespace quarrydex {
 
 struct Options {
-    enum class Mode : std::uint8_t { none, list, batch, explain, selfTest, version, help };
+    enum class Mode : std::uint8_t {
+        none,
+        list,
+        batch,
+        explain,
+        selfTest,
+        startupBench,
+        version,
+        help
+    };
 
     Mode mode = Mode::none;
     std::vector<std::string> roots;       ///< --root, in the order given
@@ -31,7 +40,8 @@ struct Options {
     bool showJunk = false;
     bool print0 = false;
     bool json = false;
-    bool persist = true; ///< catalogues may be read from and written to disk
+    std::uint64_t startNs{}; ///< monotonic time at the start of main()
+    bool persist = true;     ///< catalogues may be read from and written to disk
 };
 
 /// What is wrong with a command line, in one line.

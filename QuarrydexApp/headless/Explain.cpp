@@ -66,6 +66,7 @@ ExitStatus runExplain(const Options& options) {
     session.scan();
     const Explanation explanation = explainPath(session.model(), cleanPath(options.explainPath));
     Output out(STDOUT_FILENO);
+    session.finish();
     for (const std::string& line : explanation.lines)
         out.append((isTerminal(STDOUT_FILENO) ? escaped(line) : line) + '\n');
     if (session.hasFailures())

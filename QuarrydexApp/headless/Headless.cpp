@@ -5,7 +5,10 @@
 #include "QuarrydexApp/headless/List.h"
 #include "QuarrydexApp/headless/Output.h"
 #include "QuarrydexApp/headless/SelfTest.h"
+#include "QuarrydexApp/headless/StartupBench.h"
 #include "QuarrydexApp/headless/Terminal.h"
+#include "QuarrydexApp/headless/Watch.h"
+#include "QuarrydexApp/prefs/Prefs.h"
 #include "QuarrydexCore/base/AppInfo.h"
 #include "QuarrydexCore/base/Log.h"
 #include "QuarrydexCore/text/tr.h"
@@ -36,7 +39,7 @@ ExitStatus print(const std::string& text) {
 ExitStatus runMode(const Options& options) {
     switch (options.mode) {
     case Mode::none:
-        return fail(tr("Nothing to do: see --help."));
+        return runWatch(options);
     case Mode::help:
         return print(helpText());
     case Mode::version:
@@ -49,12 +52,14 @@ ExitStatus runMode(const Options& options) {
         return runExplain(options);
     case Mode::selfTest:
         return runSelfTest(options);
+    case Mode::startupBench:
+        return runStartupBench(options);
     }
     return ExitStatus::error;
 }
 
 bool searches(Mode mode) {
-    return mode != Mode::none && mode != Mode::help && mode != Mode::version;
+    return mode != Mode::help && mode != Mode::version;
 }
 
 /// Qt's own remarks (on the locale, for one) are nothing for a script's standard error.
@@ -65,7 +70,7 @@ void logQtMessage(QtMsgType, const QMessageLogContext&, const QString& message) 
 } // namespace
 
 int runHeadless(const Options& options, int argc, char** argv) {
-    if (searches(options.mode) && options.roots.empty())
+    if (searches(options.mode) && options.roots.empty() && !Prefs::shared().configured())
         return static_cast<int>(fail(tr("No folder given: use --root DIR.")));
     qInstallMessageHandler(logQtMessage);
     const QCoreApplication app(argc, argv);

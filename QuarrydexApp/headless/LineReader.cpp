@@ -14,18 +14,10 @@ namespace {
 
 constexpr std::size_t readBytes = 65'536;
 
-/// Runs the event loop until a read would not wait.
-void waitReadable(int fd) {
-    QEventLoop loop;
-    QSocketNotifier notifier(fd, QSocketNotifier::Read);
-    QObject::connect(&notifier, &QSocketNotifier::activated, &loop, &QEventLoop::quit);
-    loop.exec();
-}
-
 } // namespace
 
 std::optional<LineReader::Line> LineReader::next() {
-    for (;;) {
+    while (!isEnded_) {
         if (std::optional<Line> line = takeLine())
             return line;
         if (isAtEnd_ && buffer_.empty() && !isSkipping_)
@@ -38,6 +30,7 @@ std::optional<LineReader::Line> LineReader::next() {
         }
         fill();
     }
+    return std::nullopt;
 }
 
 std::optional<LineReader::Line> LineReader::takeLine() {
@@ -60,8 +53,26 @@ std::optional<LineReader::Line> LineReader::takeLine() {
     return line;
 }
 
+void LineReader::end() {
+    isAtEnd_ = true;
+    isEnded_ = true;
+    if (waiting_ != nullptr)
+        waiting_->quit();
+}
+
+void LineReader::waitReadable() {
+    QEventLoop loop;
+    QSocketNotifier notifier(fd_, QSocketNotifier::Read);
+    QObject::connect(&notifier, &QSocketNotifier::activated, &loop, &QEventLoop::quit);
+    waiting_ = &loop;
+    loop.exec();
+    waiting_ = nullptr;
+}
+
 void LineReader::fill() {
-    waitReadable(fd_);
+    waitReadable();
+    if (isEnded_)
+        return;
     const std::size_t before = buffer_.size();
     buffer_.resize(before + readBytes);
     const ssize_t got = ::read(fd_, buffer_.data() + before, readBytes);

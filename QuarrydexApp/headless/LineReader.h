@@ -8,6 +8,8 @@
 #include <optional>
 #include <string>
 
+class QEventLoop;
+
 namespace quarrydex {
 
 class LineReader {
@@ -23,11 +25,17 @@ class LineReader {
     /// read. A last line without newline is a line too.
     [[nodiscard]] std::optional<Line> next();
 
+    /// No more lines: next() returns nothing, also one that is waiting.
+    void end();
+
   private:
     /// Takes a whole line from the buffer; cuts down one that is too long.
     [[nodiscard]] std::optional<Line> takeLine();
 
-    /// Runs the event loop until there is something to read, and reads it.
+    /// Runs the event loop until a read would not wait.
+    void waitReadable();
+
+    /// Waits until there is something to read, and reads it.
     void fill();
 
     int fd_;
@@ -36,6 +44,8 @@ class LineReader {
     std::size_t searched_ = 0; ///< so far into buffer_ there is no newline
     bool isSkipping_ = false;  ///< inside a line that is too long
     bool isAtEnd_ = false;
+    bool isEnded_ = false;          ///< by end(): what is left is dropped
+    QEventLoop* waiting_ = nullptr; ///< running, in waitReadable()
 };
 
 } // namespace quarrydex

@@ -92,6 +92,7 @@ ExitStatus runList(const Options& options) {
 
     Output out(STDOUT_FILENO);
     printRows(*results, options, out);
+    session.finish();
     if (out.error() != 0) {
         printError(
             tr("The output cannot be written: {reason}", {{"reason", std::strerror(out.error())}}));

@@ -1,6 +1,7 @@
 #include "QuarrydexApp/headless/Session.h"
 
 #include "QuarrydexApp/headless/Terminal.h"
+#include "QuarrydexApp/prefs/Prefs.h"
 #include "QuarrydexCore/base/Calendar.h"
 #include "QuarrydexCore/query/QueryError.h"
 #include "QuarrydexCore/query/QueryParser.h"
@@ -13,15 +14,27 @@
 
 namespace quarrydex {
 
+namespace {
+
+/// What the command line says holds in place of what is stored.
+std::optional<std::vector<std::string>> given(const std::vector<std::string>& values) {
+    return values.empty() ? std::nullopt : std::optional(values);
+}
+
+} // namespace
+
 Session::Session(const Options& options, Settings settings)
     : model_({.roots = options.roots,
-              .excludes = options.excludes,
-              .includeExts = options.includeExts,
-              .keepsOrders = settings.keepsOrders}) {}
+              .excludes = given(options.excludes),
+              .includeExts = given(options.includeExts),
+              .keepsOrders = settings.keepsOrders,
+              .persist = options.persist,
+              .watches = settings.watches,
+              .prefs = &Prefs::shared()}) {}
 
 void Session::scan() {
     model_.startScans();
-    waitUntil([this] { return !model_.anyScanning(); });
+    waitUntil([this] { return !model_.anyUpdating(); });
     reportFailures();
 }
 

@@ -21,14 +21,19 @@ class Session {
   public:
     struct Settings {
         bool keepsOrders = false; ///< more searches than one are to come
+        bool watches = false;     ///< the folders are kept current, else caught up with once
     };
 
     Session(const Options& options, Settings settings);
 
     [[nodiscard]] Model& model() { return model_; }
 
-    /// Scans the folders, and tells those that could not be scanned.
+    /// Loads the folders' catalogues and brings them up to date, or scans them; tells those that
+    /// could not be scanned.
     void scan();
+
+    /// Saves what is worth it. The last thing to do with a session.
+    void finish() { model_.saveAll(); }
 
     /// Names the folders that could not be scanned on standard error.
     void reportFailures() const;

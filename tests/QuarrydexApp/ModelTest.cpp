@@ -445,7 +445,7 @@ TEST(ModelTest, ExcludedFoldersAreFoundUnderAnySpelling) {
         for (const std::string& spelling : spellings) {
             SCOPED_TRACE(root + (" without " + spelling));
             const std::string exclude = tree.path() + "/" + spelling;
-            Model model({.roots = {tree.path(root)}, .excludes = {exclude}});
+            Model model({.roots = {tree.path(root)}, .excludes = std::vector{exclude}});
             model.startScans();
             waitUntil(model, [&] { return !model.anyScanning(); });
             model.setSearchState({.query = "file:", .sortKey = SortKey::path});

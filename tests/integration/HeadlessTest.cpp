@@ -1,23 +1,18 @@
 // Runs the built program as a user or a script would.
 
-#include "QuarrydexCore/base/Fd.h"
-
+#include "tests/support/Program.h"
 #include "tests/support/TempTree.h"
 
 #include <algorithm>
-#include <array>
 #include <csignal>
 #include <cstdlib>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace quarrydex {
@@ -26,95 +21,8 @@ namespace {
 
 using nlohmann::json;
 
-struct Outcome {
-    int status = -1; ///< exit status; -1 when killed
-    std::string out;
-    std::string err;
-};
-
-std::pair<Fd, Fd> makePipe() {
-    int ends[2];
-    if (::pipe2(ends, O_CLOEXEC) != 0)
-        std::abort();
-    return {Fd(ends[0]), Fd(ends[1])};
-}
-
-/// A pseudo-terminal: what the program is given, and what reads from it.
-std::pair<Fd, Fd> makeTerminal() {
-    Fd reader(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
-    char name[64];
-    if (::grantpt(reader.get()) != 0 || ::unlockpt(reader.get()) != 0 ||
-        ::ptsname_r(reader.get(), name, sizeof name) != 0)
-        std::abort();
-    Fd shown(::open(name, O_RDWR | O_NOCTTY | O_CLOEXEC));
-    return {std::move(reader), std::move(shown)};
-}
-
-std::string readAll(Fd from) {
-    std::string out;
-    std::array<char, 65'536> buffer;
-    for (ssize_t got; (got = ::read(from.get(), buffer.data(), buffer.size())) > 0;)
-        out.append(buffer.data(), static_cast<std::size_t>(got));
-    return out;
-}
-
-struct Launch {
-    std::string input{};
-    bool terminal = false;     ///< standard output is a terminal
-    bool readerLeaves = false; ///< standard output is a pipe that nobody reads
-    bool closedInput = false;
-    bool asNobody = false; ///< without root's rights, when the test has them
-    std::vector<std::pair<const char*, const char*>> environment{};
-};
-
-/// In the child: becomes the program.
-[[noreturn]] void becomeProgram(
-    const std::vector<std::string>& arguments, const Launch& launch, int in, int out, int err) {
-    ::dup2(in, STDIN_FILENO);
-    ::dup2(out, STDOUT_FILENO);
-    ::dup2(err, STDERR_FILENO);
-    if (launch.closedInput)
-        ::close(STDIN_FILENO);
-    for (const auto& [name, value] : launch.environment)
-        ::setenv(name, value, 1);
-    if (launch.asNobody && ::getuid() == 0 && (::setgid(65'534) != 0 || ::setuid(65'534) != 0))
-        ::_exit(126);
-    std::vector<char*> argv = {const_cast<char*>(QDX_PROGRAM)};
-    for (const std::string& argument : arguments)
-        argv.push_back(const_cast<char*>(argument.c_str()));
-    argv.push_back(nullptr);
-    ::execv(QDX_PROGRAM, argv.data());
-    ::_exit(127);
-}
-
 Outcome run(const std::vector<std::string>& arguments, const Launch& launch = {}) {
-    auto [inRead, inWrite] = makePipe();
-    auto [outRead, outWrite] = launch.terminal ? makeTerminal() : makePipe();
-    auto [errRead, errWrite] = makePipe();
-    if (launch.readerLeaves)
-        outRead.reset();
-    const pid_t child = ::fork();
-    if (child == 0)
-        becomeProgram(arguments, launch, inRead.get(), outWrite.get(), errWrite.get());
-    inRead.reset();
-    outWrite.reset();
-    errWrite.reset();
-
-    Outcome outcome;
-    std::thread writer([&launch, to = std::move(inWrite)] {
-        std::string_view rest = launch.input;
-        for (ssize_t n; !rest.empty() && (n = ::write(to.get(), rest.data(), rest.size())) > 0;)
-            rest.remove_prefix(static_cast<std::size_t>(n));
-    });
-    std::thread errors(
-        [&, from = std::move(errRead)]() mutable { outcome.err = readAll(std::move(from)); });
-    outcome.out = readAll(std::move(outRead));
-    writer.join();
-    errors.join();
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return outcome;
+    return runProgram(QDX_PROGRAM, arguments, launch);
 }
 
 std::vector<std::string> split(const std::string& text, char end) {
@@ -207,8 +115,7 @@ TEST_F(HeadlessTest, StatusTellsHitsFromNoneFromErrors) {
                                                                        {"--list", "x"},
                                                                        {"--batch"},
                                                                        {"--explain", "/"},
-                                                                       {"--selftest"},
-                                                                       {"--root", tree.path()}}) {
+                                                                       {"--selftest"}}) {
         const Outcome outcome = run(arguments);
         EXPECT_EQ(outcome.status, 2);
         EXPECT_EQ(outcome.out, "");

@@ -26,8 +26,8 @@ Fd openFolder(int at, const std::string& name) {
 
 } // namespace
 
-TempTree::TempTree() {
-    const char* base = std::getenv("TMPDIR");
+TempTree::TempTree(const char* parent) {
+    const char* base = parent != nullptr ? parent : std::getenv("TMPDIR");
     path_ = std::string(base != nullptr ? base : "/tmp") + "/quarrydex-test-XXXXXX";
     if (::mkdtemp(path_.data()) == nullptr)
         check(-1, path_);

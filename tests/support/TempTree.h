@@ -18,7 +18,8 @@ namespace quarrydex {
 
 class TempTree {
   public:
-    TempTree();
+    /// In the folder given, else in TMPDIR, else in /tmp.
+    explicit TempTree(const char* parent = nullptr);
     ~TempTree();
     TempTree(const TempTree&) = delete;
     TempTree& operator=(const TempTree&) = delete;

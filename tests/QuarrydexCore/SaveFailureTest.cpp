@@ -1,0 +1,294 @@
+/// A save may fail, or the program die, at every one of its system calls: the old file is whole
+/// afterwards, or the new one is, and nothing else is left.
+#include "QuarrydexCore/base/FileOps.h"
+#include "QuarrydexCore/catalog/ExportFile.h"
+#include "QuarrydexCore/store/fidx_snapshot.h"
+
+#include "tests/support/Snapshots.h"
+
+#include <cerrno>
+#include <csignal>
+#include <functional>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace quarrydex {
+namespace {
+
+using namespace quarrydex::testing;
+
+/// Counts the calls and does something else in place of one of them, or before or after it.
+class ScriptedOps : public FileOps {
+  public:
+    /// Called with the number of each call; nothing: the call is made, else it returns that, with
+    /// errno as it is.
+    std::function<std::optional<int>(int call)> before;
+    std::function<void(int call)> after;
+    int calls = 0;
+
+    int open(const char* path, int flags, mode_t mode) override {
+        return step([&] { return FileOps::open(path, flags, mode); });
+    }
+
+    ssize_t pwrite(int fd, const void* bytes, std::size_t count, off_t offset) override {
+        return step([&] { return static_cast<int>(FileOps::pwrite(fd, bytes, count, offset)); });
+    }
+
+    int ftruncate(int fd, off_t size) override {
+        return step([&] { return FileOps::ftruncate(fd, size); });
+    }
+
+    int fsync(int fd) override {
+        return step([&] { return FileOps::fsync(fd); });
+    }
+
+    int close(int fd) override {
+        return step([&] { return FileOps::close(fd); });
+    }
+
+    int rename(const char* from, const char* to) override {
+        return step([&] { return FileOps::rename(from, to); });
+    }
+
+  private:
+    template <typename Call> int step(const Call& call) {
+        const int number = ++calls;
+        if (before)
+            if (const auto result = before(number))
+                return *result;
+        const int result = call();
+        if (after)
+            after(number);
+        return result;
+    }
+};
+
+/// Installs the calls for as long as it lives.
+struct Installed {
+    explicit Installed(FileOps& ops) { setFileOps(&ops); }
+
+    ~Installed() { setFileOps(nullptr); }
+};
+
+/// A catalogue that was saved once and has changed since.
+struct Changed {
+    explicit Changed(std::uint32_t entries = 300) {
+        Random random(2);
+        catalog.emplace(countedCatalog(randomEntries(random, {entries, Names::fewWords})));
+        catalog->buildOrders();
+        catalog->index->save(path(), someInfo());
+        old = readBytes(path());
+        catalog->index->markDeleted(EntryId{7});
+        catalog->index->change(std::vector<EntryChange>{{8, 1, 2, 3}});
+    }
+
+    [[nodiscard]] std::string path() const { return tree.path("a.idx"); }
+
+    /// The file is the old one or, after a save that succeeded, holds the catalogue.
+    void expectWhole() const {
+        if (readBytes(path()) == old)
+            return;
+        const auto again = VolumeIndex::load(path(), {}, 1 << 20, 1 << 25);
+        ASSERT_TRUE(again.has_value());
+        expectSameEntries(*catalog->index, *again->index);
+        EXPECT_TRUE(again->index->validate());
+    }
+
+    TempTree tree;
+    std::optional<Catalog> catalog;
+    std::string old;
+};
+
+int callsOfASave() {
+    Changed changed;
+    ScriptedOps ops;
+    const Installed installed(ops);
+    changed.catalog->index->save(changed.path(), someInfo());
+    return ops.calls;
+}
+
+TEST(SaveFailureTest, EveryFailedCallLeavesTheOldFileAlone) {
+    Changed changed;
+    const int calls = callsOfASave();
+    ASSERT_GE(calls, 15); // open, ten columns and five orders, size, header, fsync, close, rename
+    for (const int error : {ENOSPC, EIO, EACCES}) {
+        for (int failing = 1; failing <= calls; ++failing) {
+            ScriptedOps ops;
+            ops.before = [&](int call) -> std::optional<int> {
+                if (call != failing)
+                    return std::nullopt;
+                errno = error;
+                return -1;
+            };
+            {
+                const Installed installed(ops);
+                EXPECT_THROW(changed.catalog->index->save(changed.path(), someInfo()), IndexError)
+                    << failing;
+            }
+            EXPECT_EQ(filesIn(changed.tree.path()), std::vector<std::string>{"a.idx"}) << failing;
+            ASSERT_TRUE(readBytes(changed.path()) == changed.old) << failing;
+            EXPECT_TRUE(changed.catalog->index->hasUnsavedChanges());
+        }
+    }
+    changed.catalog->index->save(changed.path(), someInfo());
+    EXPECT_FALSE(readBytes(changed.path()) == changed.old);
+    changed.expectWhole();
+}
+
+/// After the failing call every other one fails too, as on a disk that has gone.
+TEST(SaveFailureTest, ADiskThatIsGoneFailsTheSave) {
+    Changed changed;
+    const int calls = callsOfASave();
+    for (int failing = 1; failing <= calls; ++failing) {
+        ScriptedOps ops;
+        ops.before = [&](int call) -> std::optional<int> {
+            errno = EIO;
+            return call >= failing ? std::optional(-1) : std::nullopt;
+        };
+        const Installed installed(ops);
+        EXPECT_THROW(changed.catalog->index->save(changed.path(), someInfo()), IndexError);
+        ASSERT_TRUE(readBytes(changed.path()) == changed.old) << failing;
+    }
+}
+
+TEST(SaveFailureTest, TheMessageTellsTheFileAndTheReason) {
+    Changed changed;
+    ScriptedOps ops;
+    ops.before = [](int call) -> std::optional<int> {
+        errno = ENOSPC;
+        return call == 3 ? std::optional(-1) : std::nullopt;
+    };
+    const Installed installed(ops);
+    try {
+        changed.catalog->index->save(changed.path(), someInfo());
+        FAIL() << "saved";
+    } catch (const IndexError& error) {
+        EXPECT_EQ(error.what(), "Cannot save “" + changed.path() + "”: No space left on device");
+        EXPECT_EQ(error.kind(), IndexError::Case::cannotSave);
+    }
+}
+
+/// Every other call is interrupted by a signal, and writes end early.
+class InterruptedOps : public FileOps {
+  public:
+    ssize_t pwrite(int fd, const void* bytes, std::size_t count, off_t offset) override {
+        return interrupts() ? -1 : FileOps::pwrite(fd, bytes, count / 2 + 1, offset);
+    }
+
+    int ftruncate(int fd, off_t size) override {
+        return interrupts() ? -1 : FileOps::ftruncate(fd, size);
+    }
+
+    int fsync(int fd) override { return interrupts() ? -1 : FileOps::fsync(fd); }
+
+    int interruptions = 0;
+
+  private:
+    bool interrupts() {
+        isNext_ = !isNext_;
+        interruptions += isNext_ ? 1 : 0;
+        errno = EINTR;
+        return isNext_;
+    }
+
+    bool isNext_ = false;
+};
+
+TEST(SaveFailureTest, SignalsAndShortWritesAreGoneThrough) {
+    Changed changed;
+    InterruptedOps ops;
+    {
+        const Installed installed(ops);
+        changed.catalog->index->save(changed.path(), someInfo());
+    }
+    EXPECT_GT(ops.interruptions, 50);
+    EXPECT_FALSE(readBytes(changed.path()) == changed.old);
+    changed.expectWhole();
+}
+
+TEST(SaveFailureTest, OtherFilesAreReplacedAsAWholeToo) {
+    TempTree tree;
+    const std::string path = tree.path("a.csv");
+    ExportFile{"old"}.save(path);
+    for (int failing = 1; failing <= 5; ++failing) {
+        ScriptedOps ops;
+        ops.before = [&](int call) { return call == failing ? std::optional(-1) : std::nullopt; };
+        const Installed installed(ops);
+        EXPECT_THROW(ExportFile{"new list"}.save(path), IndexError) << failing;
+        EXPECT_EQ(readBytes(path), "old");
+        EXPECT_EQ(filesIn(tree.path()), std::vector<std::string>{"a.csv"});
+    }
+}
+
+// --- Death --------------------------------------------------------------------------------------
+
+/// Runs the save in a child and returns its wait status.
+int saveInChild(const Changed& changed, FileOps& ops) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        const Installed installed(ops);
+        try {
+            changed.catalog->index->save(changed.path(), someInfo());
+        } catch (const IndexError&) {
+            ::_exit(1);
+        }
+        ::_exit(0);
+    }
+    int status = 0;
+    EXPECT_EQ(::waitpid(child, &status, 0), child);
+    return status;
+}
+
+TEST(SaveFailureTest, DyingAtAnyCallLeavesAWholeFile) {
+    Changed changed;
+    const int calls = callsOfASave();
+    for (int last = 1; last <= calls; ++last) {
+        for (const bool dieAfter : {false, true}) {
+            ScriptedOps ops;
+            if (dieAfter)
+                ops.after = [last](int call) { call == last ? ::raise(SIGKILL) : 0; };
+            else
+                ops.before = [last](int call) -> std::optional<int> {
+                    call == last ? ::raise(SIGKILL) : 0;
+                    return std::nullopt;
+                };
+            EXPECT_TRUE(WIFSIGNALED(saveInChild(changed, ops))) << last;
+            changed.expectWhole();
+        }
+    }
+    // What a dead process left behind is in nobody's way.
+    changed.catalog->index->save(changed.path(), someInfo());
+    EXPECT_EQ(filesIn(changed.tree.path()), std::vector<std::string>{"a.idx"});
+    changed.expectWhole();
+}
+
+/// Killed from outside, at whatever instruction it is: also inside a system call.
+TEST(SaveFailureTest, DyingAtAnyMomentLeavesAWholeFile) {
+    Changed changed(8'000);
+    Random random(1);
+    int killed = 0;
+    for (int round = 0; round < 25; ++round) {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            for (;;) {
+                try {
+                    changed.catalog->index->save(changed.path(), someInfo());
+                } catch (const IndexError&) {
+                    ::_exit(1);
+                }
+            }
+        }
+        const timespec moment{0, static_cast<long>(below(random, 15'000'000))};
+        ::nanosleep(&moment, nullptr);
+        ::kill(child, SIGKILL);
+        int status = 0;
+        ASSERT_EQ(::waitpid(child, &status, 0), child);
+        killed += WIFSIGNALED(status) ? 1 : 0;
+        changed.expectWhole();
+    }
+    EXPECT_EQ(killed, 25);
+}
+
+} // namespace
+} // namespace quarrydex

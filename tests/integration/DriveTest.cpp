@@ -1,0 +1,137 @@
+// A real drive (a file system in a file) that is unplugged, changed elsewhere and plugged in again
+// while the built program watches it.
+
+#include "tests/support/LoopImage.h"
+#include "tests/support/Program.h"
+#include "tests/support/TempTree.h"
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <thread>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <unistd.h>
+
+namespace quarrydex {
+
+namespace {
+
+using Names = std::set<std::string>;
+
+/// A folder in the place where drives are mounted, removed with the object.
+class MountFolder {
+  public:
+    MountFolder() {
+        std::filesystem::create_directories("/media");
+        std::filesystem::create_directory(path);
+    }
+
+    ~MountFolder() {
+        std::error_code error;
+        std::filesystem::remove(path, error);
+    }
+
+    MountFolder(const MountFolder&) = delete;
+    MountFolder& operator=(const MountFolder&) = delete;
+
+    const std::string path = "/media/quarrydex-test-" + std::to_string(::getpid());
+};
+
+void touch(const std::string& path) {
+    std::ofstream file(path, std::ios::app);
+    file << 'x';
+    ASSERT_TRUE(file.good()) << path;
+}
+
+/// Asks until the names found are these.
+::testing::AssertionResult comesToFind(RunningProgram& program, const Names& wanted) {
+    using namespace std::chrono_literals;
+    const auto end = std::chrono::steady_clock::now() + 30s;
+    std::string last;
+    while (std::chrono::steady_clock::now() < end) {
+        program.writeLine(R"({"query":"mp3"})");
+        const auto line = program.readLine();
+        if (!line)
+            return ::testing::AssertionFailure() << "the program is gone";
+        last = *line;
+        Names found;
+        const nlohmann::json answer = nlohmann::json::parse(*line);
+        for (const auto& path : answer["paths"])
+            found.insert(std::filesystem::path(path.get<std::string>()).filename().string());
+        if (found == wanted)
+            return ::testing::AssertionSuccess();
+        std::this_thread::sleep_for(20ms);
+    }
+    return ::testing::AssertionFailure() << last;
+}
+
+} // namespace
+
+TEST(DriveTest, UnpluggedDriveAnswersAndIsCaughtUpWhereverItWasChanged) {
+    QDX_NEEDS(LoopImage::lack());
+    TempTree tree;
+    const MountFolder place;
+    LoopImage image(tree.path("image"));
+    image.mount(place.path);
+    std::filesystem::create_directory(place.path + "/music");
+    touch(place.path + "/music/a.mp3");
+    touch(place.path + "/music/b.mp3");
+
+    TempTree home;
+    RunningProgram program(QDX_PROGRAM, {"--root", place.path, "--batch"}, {.home = home.path()});
+    ASSERT_TRUE(comesToFind(program, {"a.mp3", "b.mp3"}));
+    touch(place.path + "/music/c.mp3");
+    ASSERT_TRUE(comesToFind(program, {"a.mp3", "b.mp3", "c.mp3"}));
+
+    ASSERT_TRUE(image.unmount(place.path)) << "the program keeps a quiet drive busy";
+    EXPECT_TRUE(comesToFind(program, {"a.mp3", "b.mp3", "c.mp3"}));
+
+    // On another machine, as it were.
+    image.mount(tree.path("elsewhere"));
+    touch(tree.path("elsewhere/music/d.mp3"));
+    std::filesystem::remove(tree.path("elsewhere/music/a.mp3"));
+    ASSERT_TRUE(image.unmount(tree.path("elsewhere")));
+    EXPECT_TRUE(comesToFind(program, {"a.mp3", "b.mp3", "c.mp3"}));
+
+    image.mount(place.path);
+    EXPECT_TRUE(comesToFind(program, {"b.mp3", "c.mp3", "d.mp3"}));
+    touch(place.path + "/music/e.mp3");
+    EXPECT_TRUE(comesToFind(program, {"b.mp3", "c.mp3", "d.mp3", "e.mp3"}));
+
+    ASSERT_TRUE(image.unmount(place.path, "-l"));
+    EXPECT_TRUE(comesToFind(program, {"b.mp3", "c.mp3", "d.mp3", "e.mp3"}));
+    program.signal(SIGTERM);
+    EXPECT_EQ(program.wait(), 0);
+}
+
+TEST(DriveTest, AFullDiskLeavesTheSavedCatalogueWhole) {
+    QDX_NEEDS(LoopImage::lack());
+    TempTree tree;
+    LoopImage image(tree.path("image"));
+    image.mount(tree.path("home"));
+    tree.file("files/one.mp3");
+    const std::vector<std::string> list = {"--root", tree.path("files"), "--list", "mp3"};
+    const Launch launch{.home = tree.path("home")};
+    ASSERT_EQ(runProgram(QDX_PROGRAM, list, launch).status, 0);
+
+    {
+        std::ofstream filler(tree.path("home/filler"));
+        const std::string block(1 << 16, 'x');
+        while (filler.write(block.data(), static_cast<std::streamsize>(block.size())).flush())
+            ;
+    }
+    for (int i = 0; i < 3'000; ++i)
+        tree.file("files/a rather long name of a new file " + std::to_string(i) + ".mp3");
+    const Outcome full = runProgram(QDX_PROGRAM, list, launch);
+    EXPECT_EQ(full.status, 0) << full.err;
+    EXPECT_EQ(std::count(full.out.begin(), full.out.end(), '\n'), 3'001);
+    std::filesystem::remove(tree.path("home/filler"));
+    const Outcome after = runProgram(QDX_PROGRAM, list, launch);
+    EXPECT_EQ(after.out, full.out);
+}
+
+} // namespace quarrydex

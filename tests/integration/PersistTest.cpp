@@ -1,0 +1,183 @@
+// The built program over several runs: what it keeps, what it catches up with, and what it follows.
+
+#include "tests/support/Program.h"
+#include "tests/support/TempTree.h"
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <set>
+#include <thread>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+namespace quarrydex {
+
+namespace {
+
+using nlohmann::json;
+
+class PersistTest : public ::testing::Test {
+  protected:
+    PersistTest() {
+        tree.file("music/One.mp3", 300);
+        tree.file("music/Two.mp3", 200);
+        tree.folder("empty");
+        tree.folder("gone/deep");
+        tree.file("gone/deep/three.mp3");
+    }
+
+    Outcome list(std::vector<std::string> arguments = {}) {
+        arguments.insert(arguments.begin(), {"--root", tree.path(), "--list", "mp3"});
+        return runProgram(QDX_PROGRAM, arguments, {.home = home.path()});
+    }
+
+    std::string lines(const std::vector<std::string>& names) {
+        std::string out;
+        for (const std::string& name : names)
+            out += tree.path(name) + "\n";
+        return out;
+    }
+
+    /// The catalogues' files, without the part of their names that differs from run to run.
+    std::multiset<std::string> savedFiles() {
+        std::multiset<std::string> kinds;
+        for (const auto& file : std::filesystem::recursive_directory_iterator(home.path()))
+            if (file.is_regular_file() && file.path().extension() != ".lock")
+                kinds.insert(file.path().extension().string());
+        return kinds;
+    }
+
+    TempTree tree;
+    TempTree home;
+};
+
+/// Asks until the answer holds just these paths; as long as the program is given to show a change.
+class Asker {
+  public:
+    explicit Asker(RunningProgram& program) : program_(program) {}
+
+    bool comesToHold(std::set<std::string> wanted) {
+        using namespace std::chrono_literals;
+        const auto end = std::chrono::steady_clock::now() + 30s;
+        while (std::chrono::steady_clock::now() < end) {
+            program_.writeLine(R"({"query":"mp3"})");
+            const auto line = program_.readLine();
+            if (!line)
+                return false;
+            const auto paths = json::parse(*line)["paths"].get<std::set<std::string>>();
+            if (paths == wanted)
+                return true;
+            std::this_thread::sleep_for(20ms); // between two questions of a script
+        }
+        return false;
+    }
+
+  private:
+    RunningProgram& program_;
+};
+
+} // namespace
+
+TEST_F(PersistTest, ASecondRunAnswersFromTheSavedCatalogueAndCatchesUp) {
+    EXPECT_EQ(list().out, lines({"music/One.mp3", "gone/deep/three.mp3", "music/Two.mp3"}));
+    EXPECT_EQ(savedFiles(), (std::multiset<std::string>{".aud", ".idx"}));
+
+    tree.file("empty/New.mp3");
+    tree.rename("music/Two.mp3", "music/Zwei.mp3");
+    tree.remove("gone");
+    EXPECT_EQ(list().out, lines({"empty/New.mp3", "music/One.mp3", "music/Zwei.mp3"}));
+    EXPECT_EQ(list({"--sort", "path", "--desc"}).out,
+              lines({"music/Zwei.mp3", "music/One.mp3", "empty/New.mp3"}));
+    EXPECT_EQ(savedFiles(), (std::multiset<std::string>{".aud", ".idx"}));
+}
+
+TEST_F(PersistTest, NothingIsLeftBehindWhenNothingIsToBeKept) {
+    EXPECT_EQ(list({"--no-persist"}).status, 0);
+    EXPECT_TRUE(savedFiles().empty());
+    EXPECT_TRUE(std::filesystem::is_empty(home.path()));
+}
+
+TEST_F(PersistTest, ADamagedCatalogueIsMadeAnew) {
+    ASSERT_EQ(list().status, 0);
+    for (const auto& file : std::filesystem::recursive_directory_iterator(home.path())) {
+        if (file.path().extension() != ".idx")
+            continue;
+        // The parents' column, made to loop: what passes the checks of loading.
+        std::FILE* const raw = std::fopen(file.path().c_str(), "r+b");
+        ASSERT_NE(raw, nullptr);
+        std::uint64_t offset = 0;
+        std::fseek(raw, 1336 + 3 * 16, SEEK_SET);
+        ASSERT_EQ(std::fread(&offset, 8, 1, raw), 1U);
+        std::fseek(raw, static_cast<long>(offset) + 4, SEEK_SET);
+        const std::uint32_t loop[2] = {2, 1};
+        ASSERT_EQ(std::fwrite(loop, 8, 1, raw), 1U);
+        std::fclose(raw);
+    }
+    EXPECT_EQ(list().out, lines({"music/One.mp3", "gone/deep/three.mp3", "music/Two.mp3"}));
+}
+
+TEST_F(PersistTest, ACatalogueOfOtherSettingsIsNotUsed) {
+    ASSERT_EQ(list().status, 0);
+    EXPECT_EQ(list({"--exclude", tree.path("music")}).out, lines({"gone/deep/three.mp3"}));
+    EXPECT_EQ(list({"--types", "flac"}).out, "");
+    EXPECT_EQ(list().out, lines({"music/One.mp3", "gone/deep/three.mp3", "music/Two.mp3"}));
+}
+
+TEST_F(PersistTest, ARunningProgramFollowsChangesAndSavesThemWhenToldToEnd) {
+    const std::set<std::string> before = {tree.path("music/One.mp3"), tree.path("music/Two.mp3"),
+                                          tree.path("gone/deep/three.mp3")};
+    RunningProgram program(QDX_PROGRAM, {"--root", tree.path(), "--batch"}, {.home = home.path()});
+    Asker asker(program);
+    ASSERT_TRUE(asker.comesToHold(before));
+    tree.file("empty/sub/Live.mp3");
+    tree.remove("music/One.mp3");
+    tree.rename("gone", "moved");
+    const std::set<std::string> after = {tree.path("empty/sub/Live.mp3"),
+                                         tree.path("music/Two.mp3"),
+                                         tree.path("moved/deep/three.mp3")};
+    EXPECT_TRUE(asker.comesToHold(after));
+    program.signal(SIGTERM);
+    EXPECT_EQ(program.wait(), 0);
+
+    // What was saved is what it knew, without another look at the disk.
+    EXPECT_EQ(savedFiles(), (std::multiset<std::string>{".aud", ".idx"}));
+    EXPECT_EQ(list().out, lines({"empty/sub/Live.mp3", "moved/deep/three.mp3", "music/Two.mp3"}));
+}
+
+TEST_F(PersistTest, TwoProgramsShareACatalogueThatOneOfThemWrites) {
+    RunningProgram first(QDX_PROGRAM, {"--root", tree.path(), "--batch"}, {.home = home.path()});
+    ASSERT_TRUE(Asker(first).comesToHold({tree.path("music/One.mp3"), tree.path("music/Two.mp3"),
+                                          tree.path("gone/deep/three.mp3")}));
+    tree.remove("gone");
+    EXPECT_EQ(list().out, lines({"music/One.mp3", "music/Two.mp3"}));
+    first.signal(SIGTERM);
+    EXPECT_EQ(first.wait(), 0);
+    EXPECT_EQ(list().out, lines({"music/One.mp3", "music/Two.mp3"}));
+}
+
+TEST_F(PersistTest, WithoutATaskItRunsUntilItIsToldToEndAndSaves) {
+    RunningProgram program(QDX_PROGRAM, {"--root", tree.path()}, {.home = home.path()});
+    while (savedFiles().count(".idx") == 0)
+        std::this_thread::yield();
+    tree.file("empty/Late.mp3");
+    program.signal(SIGTERM);
+    EXPECT_EQ(program.wait(), 0);
+    EXPECT_EQ(list().out,
+              lines({"empty/Late.mp3", "music/One.mp3", "gone/deep/three.mp3", "music/Two.mp3"}));
+}
+
+TEST_F(PersistTest, StartUpIsMeasuredFromTheSavedCatalogue) {
+    const std::vector<std::string> arguments = {"--root", tree.path(), "--startup-bench"};
+    const std::string name = tree.path().substr(tree.path().rfind('/') + 1);
+    const std::string fresh = runProgram(QDX_PROGRAM, arguments, {.home = home.path()}).out;
+    EXPECT_NE(fresh.find("(" + name + "= scan)\n"), std::string::npos) << fresh;
+    ASSERT_EQ(list().status, 0);
+    const std::string saved = runProgram(QDX_PROGRAM, arguments, {.home = home.path()}).out;
+    EXPECT_NE(saved.find(" rows (" + name + "= snapshot)\n"), std::string::npos) << saved;
+    EXPECT_TRUE(saved.starts_with("startup: ")) << saved;
+}
+
+} // namespace quarrydex

@@ -81,8 +81,8 @@ def source_files(root):
     return sorted(found)
 
 
-def include_fault(root, layers, layer, bracket, target):
-    """What is wrong with one include of a file of `layer` (None: a free folder), or nothing."""
+def include_fault(root, layers, source, layer, bracket, target):
+    """What is wrong with an include by a file in `source`, of `layer` (None: free), or nothing."""
     if bracket == "<":
         if re.match(r"Q[A-Z]\w*$|Qt\w+/", target) and layer and not layer.startswith(QT_TOP):
             return f"<{target}>: Qt below {QT_TOP}"
@@ -94,8 +94,8 @@ def include_fault(root, layers, layer, bracket, target):
     folder = os.path.dirname(target)
     if folder == layer:
         return None
-    if "linux" in folder.split("/"):
-        return f'"{target}": a system folder is included by itself alone'
+    if "linux" in folder.split("/") and (layer or "linux" not in source.split("/")):
+        return f'"{target}": a system folder is included by itself and its tests alone'
     if layer is None:
         return None
     if folder not in layers:
@@ -120,7 +120,7 @@ def check_file(root, layers, path):
             faults.append(f"{path}:{number}: a test for the system outside a system folder")
         include = INCLUDE.match(line)
         if include:
-            fault = include_fault(root, layers, layer, *include.groups())
+            fault = include_fault(root, layers, folder, layer, *include.groups())
             if fault:
                 faults.append(f"{path}:{number}: {fault}")
     return faults
@@ -152,6 +152,7 @@ GOOD_TREE = {
     "QuarrydexCore/text/T.h": '#include "QuarrydexCore/base/A.h"\n',
     "QuarrydexApp/main.cpp": '#include <QCoreApplication>\n#include "QuarrydexCore/text/T.h"\n',
     "tests/TTest.cpp": '#include "QuarrydexCore/text/T.h"\n#include <QString>\n',
+    "tests/linux/LTest.cpp": '#include "QuarrydexCore/base/linux/L.h"\n',
 }
 
 # What is added to the good tree, and what must be said of it: exactly one fault.

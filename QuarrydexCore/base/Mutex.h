@@ -64,8 +64,7 @@ class CondVar {
     }
 
     /// Returns when woken or when the moment has come.
-    void waitUntil(Mutex& mutex, std::chrono::steady_clock::time_point moment)
-        QDX_REQUIRES(mutex) {
+    void waitUntil(Mutex& mutex, std::chrono::steady_clock::time_point moment) QDX_REQUIRES(mutex) {
         std::unique_lock held(mutex.mutex_, std::adopt_lock);
         cond_.wait_until(held, moment);
         held.release();

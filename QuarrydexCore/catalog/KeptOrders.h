@@ -34,7 +34,8 @@ class KeptOrders {
     enum class Trust : std::uint8_t { verified, any };
 
     /// A copy of the key's order if there is one that is usable with `count` entries.
-    [[nodiscard]] std::optional<PermEntry> usable(SortKey key, std::uint32_t count, Trust trust = Trust::verified);
+    [[nodiscard]] std::optional<PermEntry>
+    usable(SortKey key, std::uint32_t count, Trust trust = Trust::verified);
 
     /// Keys, in case order, with an order that is not usable with `count` entries; with any order
     /// when no count is given.

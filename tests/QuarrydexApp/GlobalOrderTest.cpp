@@ -9,9 +9,13 @@
 #include "tests/support/TempTree.h"
 
 #include <algorithm>
+#include <atomic>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -323,6 +327,13 @@ TEST(GlobalOrderFileTest, LongOrdersAreSavedInPieces) {
     ASSERT_NE(loaded, nullptr);
     for (std::size_t i = 0; i < saved->count(); ++i)
         ASSERT_EQ(saved->row(i), loaded->row(i));
+}
+
+TEST(GlobalOrderFileTest, ChecksumsAreThoseOfTheDescription) {
+    const std::string_view text = "The quick brown fox jumps over the lazy dog.";
+    EXPECT_EQ(checksum64(text.data(), text.size()), 0x9B0C7437FC6921F0);
+    EXPECT_EQ(checksum64(text.data(), 32, 5), 0xA72CF33655E252AC);
+    EXPECT_EQ(checksum64(text.data(), 0), 0xF0443AAFA06A0106);
 }
 
 TEST(GlobalOrderFileTest, BytesAreThoseOfTheDescription) {

@@ -339,13 +339,13 @@ TEST_F(WatcherTest, DeepPassFindsWhatFolderTimesDoNotTell) {
     report("", ChangeFlags::historyDone, 2 * second);
     EXPECT_EQ(dumpStore(index_->base())[tree_.path("b/c/two")].size, 2U);
     int slices = 0;
-    for (; deepPasses_ == 0 && slices < 10; ++slices) {
+    for (; deepPasses_ == 0 && slices < 100; ++slices) {
         report("a", 0, 3 * second); // what is reported comes first
         advance(0.3);
-        EXPECT_EQ(deepPasses_, 0);
         advance(0.3);
     }
-    EXPECT_EQ(slices, 3);
+    EXPECT_GE(slices, 3) << "not all at once";
+    EXPECT_EQ(deepPasses_, 1);
     EXPECT_EQ(dumpStore(index_->base())[tree_.path("b/c/two")].size, 200U);
     EXPECT_EQ(watcher_->status().deepPassDone, 604U);
     EXPECT_EQ(watcher_->status().deepPassTotal, 604U);

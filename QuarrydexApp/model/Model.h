@@ -17,6 +17,7 @@
 
 #include "QuarrydexApp/model/Candidate.h"
 #include "QuarrydexApp/model/GlobalOrder.h"
+#include "QuarrydexApp/model/ModelOptions.h"
 #include "QuarrydexApp/model/QtMainQueue.h"
 #include "QuarrydexApp/model/ResultSet.h"
 #include "QuarrydexApp/model/SearchState.h"
@@ -39,22 +40,7 @@
 
 namespace quarrydex {
 
-class Prefs;
 class SearchRun;
-
-struct ModelOptions {
-    /// `rootsOverride`: folders to search, as the user named them. Empty: the configured sources.
-    std::vector<std::string> roots{};
-    /// Folders never entered, and the only extensions recorded if not empty. Absent: as configured.
-    std::optional<std::vector<std::string>> excludes{};
-    std::optional<std::vector<std::string>> includeExts{};
-    /// Builds missing orders in the background when a result is too long to be sorted each time.
-    /// Off where one search is all there will be.
-    bool keepsOrders = true;
-    bool persist = false;   ///< catalogues are loaded from disk and saved
-    bool watches = true;    ///< with persist: volumes are kept current, else only caught up once
-    Prefs* prefs = nullptr; ///< outlives the model; null: everything as by default
-};
 
 class Model : public QObject {
     Q_OBJECT
@@ -207,12 +193,10 @@ class Model : public QObject {
     void dropVolume(const VolumePtr& volume);
     void lookWhetherBack(const VolumePtr& volume);
 
-    /// Publishes counts, sees to orders that have gone stale, saves. Every half second.
-    void tick();
+    void tick(); ///< every half second: counts, stale orders, saves
     void maintain(const VolumePtr& volume);
 
-    /// Sees to the name order of all volumes together. True when there is a new one.
-    bool maintainGlobal();
+    bool maintainGlobal(); ///< true when there is a new order of all volumes
     void buildGlobal();
     [[nodiscard]] std::vector<std::shared_ptr<VolumeIndex>> indexes() const;
     [[nodiscard]] std::string globalPath() const;

@@ -16,6 +16,11 @@ constexpr std::size_t bitWords(std::size_t count) {
     return count / 64 + 1;
 }
 
+/// The lowest `n` bits set; all of them from 64 on.
+constexpr std::uint64_t lowBits(std::size_t n) {
+    return n >= 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << n) - 1;
+}
+
 inline bool testBit(std::span<const std::uint64_t> words, std::size_t bit) {
     return ((words[bit / 64] >> (bit % 64)) & 1U) != 0;
 }

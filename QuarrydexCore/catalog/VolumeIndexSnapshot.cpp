@@ -1,3 +1,4 @@
+#include "QuarrydexCore/base/Fd.h"
 #include "QuarrydexCore/catalog/CacheFile.h"
 #include "QuarrydexCore/catalog/LoadedCatalog.h"
 #include "QuarrydexCore/catalog/OrderCheck.h"
@@ -9,6 +10,8 @@
 #include <cerrno>
 #include <cstring>
 #include <limits>
+
+#include <fcntl.h>
 
 namespace quarrydex {
 
@@ -98,6 +101,9 @@ readMoved(const std::string& path, std::uint64_t offset, std::size_t words, std:
 
 void VolumeIndex::save(const std::string& path, SnapshotInfo info) {
     const MutexLock onlySave(saveLock_);
+    // Kept open to the end: giving the old file's blocks back takes as long as writing some of
+    // them, and would happen when the last of its mappings is replaced, while changes wait.
+    const Fd old(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     fidx_info record = recordOf(info);
     record.storeID = storeID_;
     std::int64_t mutations = 0;

@@ -3,6 +3,7 @@
 #define HWY_TARGET_INCLUDE "QuarrydexCore/search/Kernels.cpp"
 #include <hwy/foreach_target.h>
 // Must come after foreach_target.h.
+#include "QuarrydexCore/base/Bits.h"
 #include "QuarrydexCore/search/Kernels.h"
 
 #include <algorithm>
@@ -14,7 +15,6 @@
 #include <hwy/highway.h>
 
 HWY_BEFORE_NAMESPACE();
-
 namespace quarrydex::HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
@@ -144,11 +144,6 @@ class Window {
     std::uint8_t copy_[64 + Needle::maxLength];
 };
 
-/// The lowest `n` bits set, for n of 0 … 64.
-HWY_INLINE std::uint64_t lowBits(std::size_t n) {
-    return n >= 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << n) - 1;
-}
-
 /// Appends runs of bits to words, as far as there are words: the heap of a damaged catalogue may
 /// end more names than it has.
 class BitAppender {
@@ -262,8 +257,7 @@ HWY_INLINE bool holds(Window& window,
     return false;
 }
 
-/// Asks for the names of the entries of a word: they stand too far apart to be fetched ahead by
-/// themselves.
+/// Asks for the names of a word's entries: too far apart to be fetched ahead by themselves.
 HWY_INLINE void prefetchNames(const NameBlock& names, std::size_t firstEntry, std::uint64_t bits) {
     for (; bits != 0; bits &= bits - 1)
         hwy::Prefetch(names.heap +

@@ -32,27 +32,34 @@ std::uint16_t& findSlot(const fidx* store, fidx_priv& priv, std::string_view ext
     return priv.extHash[slot];
 }
 
+void enter(const fidx* store, fidx_priv& priv, std::uint32_t id) QDX_REQUIRES(priv.append) {
+    findSlot(store, priv, store->ext_names[id]) = static_cast<std::uint16_t>(id);
+}
+
 } // namespace
 
 std::uint16_t fidx_ext_id(fidx* store, fidx_priv& priv, std::string_view folded) {
     const std::string_view ext = extensionOf(folded);
     if (ext.empty())
         return 0;
+    const std::uint32_t id = store->ext_count.load(std::memory_order_relaxed);
+    for (; priv.extsEntered < id; ++priv.extsEntered) // those that a snapshot came with
+        enter(store, priv, priv.extsEntered);
     std::uint16_t& slot = findSlot(store, priv, ext);
     if (slot != 0)
         return slot;
-    const std::uint32_t id = store->ext_count.load(std::memory_order_relaxed);
     if (id >= fidx_max_ext)
         return 0;
     std::memcpy(store->ext_names[id], ext.data(), ext.size());
     store->ext_count.store(id + 1, std::memory_order_release); // readers look at the text below it
     slot = static_cast<std::uint16_t>(id);
+    priv.extsEntered = id + 1;
     return slot;
 }
 
 void fidx_ext_insert(fidx* store, fidx_priv* priv, std::uint32_t id) {
     const MutexLock hold(priv->append);
-    findSlot(store, *priv, store->ext_names[id]) = static_cast<std::uint16_t>(id);
+    enter(store, *priv, id);
 }
 
 } // namespace quarrydex

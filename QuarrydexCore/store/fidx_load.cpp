@@ -88,7 +88,8 @@ std::optional<OpenSnapshot> openSnapshot(const char* path) {
 
 // --- Filling a store ----------------------------------------------------------------------------
 
-/// Reads the extension texts and enters them. False when one does not end.
+/// Reads the extension texts; the first append enters them into the hash table. False when one does
+/// not end.
 bool readExtensions(fidx* store, const fidx_header& header, int fd) {
     const auto [offset, length] = header.sections[fidx_section_ext_names];
     if (!readAt(fd, store->ext_names, length, offset))
@@ -97,32 +98,45 @@ bool readExtensions(fidx* store, const fidx_header& header, int fd) {
         if (store->ext_names[id][fidx_ext_slot - 1] != 0)
             return false;
     store->ext_count.store(header.extCount, std::memory_order_relaxed);
-    for (std::uint32_t id = 1; id < header.extCount; ++id)
-        fidx_ext_insert(store, store->priv, id);
     return true;
 }
 
-/// Ids with the root flag, ascending. Eight flags at a time: this is most of the work of loading.
-std::vector<EntryId> findRoots(const std::uint8_t* flags, std::uint32_t count) {
+/// Those of ids first … last − 1 that have the root flag. Many flags at a time, since they are
+/// looked at for all entries.
+std::vector<EntryId> rootsAmong(const std::uint8_t* flags, EntryId first, EntryId last) {
     constexpr std::uint64_t rootOfEight = 0x0101010101010101 * EntryFlags::root;
+    constexpr std::uint32_t step = 64;
     std::vector<EntryId> roots;
-    std::uint32_t id = 0;
-    const auto look = [&](std::uint32_t end) {
+    for (EntryId id = first; id < last;) {
+        const EntryId end = std::min(last, id + step);
+        std::uint64_t any = rootOfEight; // a rest that is shorter is looked at one by one
+        if (end - id == step) {
+            any = 0;
+            for (std::uint32_t i = 0; i < step; i += 8)
+                any |= loadLE<std::uint64_t>(flags + id + i);
+        }
+        if ((any & rootOfEight) == 0) {
+            id = end;
+            continue;
+        }
         for (; id < end; ++id)
             if ((flags[id] & EntryFlags::root) != 0)
                 roots.push_back(id);
-    };
-    constexpr std::uint32_t step = 64;
-    while (count - id >= step) {
-        std::uint64_t any = 0;
-        for (std::uint32_t i = 0; i < step; i += 8)
-            any |= loadLE<std::uint64_t>(flags + id + i);
-        if ((any & rootOfEight) != 0)
-            look(id + step);
-        else
-            id += step;
     }
-    look(count);
+    return roots;
+}
+
+/// Ids with the root flag, ascending: most of the work of loading.
+std::vector<EntryId> findRoots(const std::uint8_t* flags, std::uint32_t count) {
+    constexpr std::uint32_t perTask = 1 << 20;
+    std::vector<std::vector<EntryId>> found(count / perTask + 1);
+    parallelFor(found.size(), processorCount(), [&](std::size_t task) {
+        const auto first = static_cast<EntryId>(task * perTask);
+        found[task] = rootsAmong(flags, first, std::min(count, first + perTask));
+    });
+    std::vector<EntryId> roots;
+    for (const std::vector<EntryId>& part : found)
+        roots.insert(roots.end(), part.begin(), part.end());
     return roots;
 }
 

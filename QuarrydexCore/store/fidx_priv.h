@@ -48,6 +48,7 @@ struct fidx_priv {
     std::uint32_t entries QDX_GUARDED_BY(append) = 0;          ///< in use
     std::uint64_t nameBytes QDX_GUARDED_BY(append) = 0;        ///< heap bytes in use
     std::vector<std::uint16_t> extHash QDX_GUARDED_BY(append); ///< extension ids; 0 = empty slot
+    std::uint32_t extsEntered QDX_GUARDED_BY(append) = 1;      ///< ids below it are in extHash
     std::atomic<bool> overflowed = false;
     std::atomic<bool> scansAreStopped = false;
 

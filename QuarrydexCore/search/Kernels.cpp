@@ -15,6 +15,7 @@
 #include <hwy/highway.h>
 
 HWY_BEFORE_NAMESPACE();
+
 namespace quarrydex::HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
@@ -267,8 +268,7 @@ HWY_INLINE void prefetchNames(const NameBlock& names, std::size_t firstEntry, st
 void MatchListed(const NameBlock& names, const Needle& needle, std::uint64_t* bits) {
     const Matcher matcher(needle);
     Window window(names, needle);
-    const std::size_t words = (names.entries + 63) / 64;
-    for (std::size_t w = 0; w < words; ++w) {
+    for (std::size_t w = 0, words = (names.entries + 63) / 64; w < words; ++w) {
         if (w + 1 < words)
             prefetchNames(names, (w + 1) * 64, bits[w + 1]);
         std::uint64_t found = 0;

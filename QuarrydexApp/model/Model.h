@@ -53,8 +53,7 @@ class Model : public QObject {
 
     // --- Volumes --------------------------------------------------------------------------------
 
-    /// Makes a volume of each root or configured source, with the catalogues of drives that are not
-    /// connected, and brings them up to date. Call once.
+    /// Makes a volume of each root or configured source and of unplugged drives. Call once.
     void startScans();
 
     /// Adds a volume over a catalogue that is already filled; it is neither watched nor saved.
@@ -169,6 +168,7 @@ class Model : public QObject {
     void reconcile(const VolumePtr& volume);
     void reconciled(const VolumePtr& volume, const RefreshStats& stats);
     void saveSnapshot(VolumeState& volume, bool sync);
+    void dropWatcher(VolumeState& volume);
     void retire(VolumeState& volume);
     /// Calls f on the main thread if the volume is still the model's by then. Any thread.
     void onMain(std::weak_ptr<VolumeState> volume, std::function<void(const VolumePtr&)> f);
@@ -199,7 +199,7 @@ class Model : public QObject {
     bool maintainGlobal(); ///< true when there is a new order of all volumes
     void buildGlobal();
     [[nodiscard]] std::vector<std::shared_ptr<VolumeIndex>> indexes() const;
-    [[nodiscard]] std::string globalPath() const;
+    [[nodiscard]] std::string globalName() const;
     void rebuildStaleOrders(const VolumePtr& volume);
     void sortPrepared(SortKey key);
 

@@ -26,8 +26,10 @@ void Model::buildGlobal() {
     const bool maySave = options_.persist && std::ranges::all_of(volumes_, [](const auto& volume) {
                              return volume->lock != nullptr;
                          });
-    orderQueue_.post([this, indexes = indexes(), path = globalPath(), mayLoad, maySave] {
+    orderQueue_.post([this, indexes = indexes(), name = globalName(), mayLoad, maySave] {
         std::shared_ptr<const GlobalOrder> order;
+        const std::string path =
+            mayLoad || maySave ? VolumeID::directory(platform_.folders) + name : std::string();
         if (mayLoad)
             order = GlobalOrder::load(path, indexes);
         if (order && order->isOutgrown(indexes))
@@ -54,14 +56,14 @@ std::vector<std::shared_ptr<VolumeIndex>> Model::indexes() const {
 }
 
 /// One file for each set of volumes: they may be chosen by the command line.
-std::string Model::globalPath() const {
+std::string Model::globalName() const {
     std::string catalogues;
     for (const VolumePtr& volume : volumes_)
         catalogues += volume->snapshotPath + '\0';
     char name[32];
     std::snprintf(name, sizeof name, "/%016llx.ord",
                   static_cast<unsigned long long>(VolumeID::fnv(catalogues)));
-    return VolumeID::directory(platform_.folders) + name;
+    return name;
 }
 
 } // namespace quarrydex

@@ -118,8 +118,8 @@ void Model::start(const VolumePtr& volume) {
     volume->scanning = false;
     volume->updating = true;
     volume->count = volume->index->liveCount();
-    volume->lastMutations = volume->index->mutations();
-    volume->lastSave = platform_.clock.now();
+    volume->scanEventID = volume->loaded->eventID;
+    volume->lastSave = volume->loaded->savedAt;
     runSearch(false);
     Q_EMIT volumesChanged();
     volume->bg->post([this, weak = std::weak_ptr(volume), index = volume->index] {
@@ -180,7 +180,7 @@ void Model::scanFinished(const VolumePtr& volume, ScanOutcome outcome) {
     volume->scanning = false;
     volume->lastReconcile = platform_.clock.now();
     if (volume->failure) {
-        retire(*volume);
+        dropWatcher(*volume);
     } else {
         saveSnapshot(*volume, false);
         if (volume->watcher) {
@@ -206,6 +206,7 @@ bool Model::takePlace(const VolumePtr& volume) {
     }
     volume->hidden = old->hidden;
     *place = volume;
+    old->replacement.reset();
     retire(*old);
     return true;
 }
@@ -282,13 +283,11 @@ void Model::startWatcher(const VolumePtr& volume, std::optional<std::uint64_t> s
     options.root = volume->root;
     options.scopes = volume->plan.scopes;
     options.since = since;
-    if (since && volume->loaded)
-        options.reference = volume->loaded->savedAt;
     options.debounce = watcherDebounce;
     options.threads = refreshThreads;
     options.isHeld = !since;
     options.deepPass = since.has_value();
-    options.ignored = {VolumeID::directory(platform_.folders)};
+    options.ignored = {platform_.folders.data()};
     volume->watcher =
         std::make_shared<VolumeWatcher>(volume->index, std::move(options), std::move(callbacks),
                                         platform_.changeStreams, platform_.clock);
@@ -302,8 +301,10 @@ void Model::filesChanged(VolumeState& volume) {
 }
 
 void Model::needsRescan(const VolumePtr& volume, bool rootMissing) {
+    if (volume->offline) // known already
+        return;
     if (volume->scanning) { // goes on unwatched; a root that is missing fails the scan
-        retire(*volume);
+        dropWatcher(*volume);
         if (volume->attaching)
             postScan(volume);
         return;
@@ -316,21 +317,21 @@ void Model::needsRescan(const VolumePtr& volume, bool rootMissing) {
 
 void Model::reconcile(const VolumePtr& volume) {
     volume->updating = true;
-    std::optional<std::int64_t> reference;
-    if (volume->lastReconcile > 0)
-        reference = volume->lastReconcile;
-    else if (volume->loaded)
-        reference = volume->loaded->savedAt;
-    volume->lastReconcile = platform_.clock.now(); // what changes from now on is for the next one
-    volume->bg->post([this, weak = std::weak_ptr(volume), index = volume->index, reference] {
+    const std::int64_t reference = eventSeconds(volume->scanEventID);
+    const std::uint64_t begin = platform_.changeStreams.currentEventId();
+    volume->bg->post([this, weak = std::weak_ptr(volume), index = volume->index, reference, begin] {
         const RefreshStats stats = index->reconcileByFolderMtime(
             {.threads = refreshThreads, .reference = reference, .mayGoOn = {}});
-        onMain(weak, [this, stats](const VolumePtr& held) { reconciled(held, stats); });
+        onMain(weak, [this, stats, begin](const VolumePtr& held) {
+            held->scanEventID = begin; // what changed after that is for the next one
+            reconciled(held, stats);
+        });
     });
 }
 
 void Model::reconciled(const VolumePtr& volume, const RefreshStats& stats) {
     volume->updating = false;
+    volume->lastReconcile = platform_.clock.now();
     if (stats.rootMissing)
         removeVolume(volume);
     else if (stats.fullRescan)
@@ -352,10 +353,7 @@ void Model::saveSnapshot(VolumeState& volume, bool sync) {
                           volume.watcher ? volume.watcher->lastEventID() : volume.scanEventID,
                       .savedAt = platform_.clock.now(),
                       .exclHash = volume.configHash};
-    if (!volume.watcher && volume.lastReconcile > 0)
-        info.savedAt = volume.lastReconcile; // up to then the catalogue is known to be right
-    volume.lastSave = platform_.clock.now();
-    volume.lastMutations = volume.index->mutations();
+    volume.lastSave = info.savedAt;
     const auto save = [index = volume.index, path = volume.snapshotPath, info, lock = volume.lock] {
         try {
             index->save(path, info);
@@ -373,20 +371,37 @@ void Model::saveSnapshot(VolumeState& volume, bool sync) {
 
 void Model::saveAll() {
     for (const VolumePtr& volume : volumes_) {
-        if (volume->offline || volume->scanning || volume->failure || !volume->bg)
+        if (volume->scanning || volume->failure || !volume->bg)
             continue;
         if (volume->watcher)
             volume->watcher->flush();
         volume->bg->drain(); // a save that is under way
-        if (volume->index->hasUnsavedChanges())
+        if (!volume->offline && volume->index->hasUnsavedChanges())
             saveSnapshot(*volume, true);
     }
+    retireQueue_.drain(); // the last saves of volumes that were dropped
 }
 
-/// Ends the volume's watching in the background. What its queue still holds is done first.
-void Model::retire(VolumeState& volume) {
+/// Ends the volume's watching, in the background.
+void Model::dropWatcher(VolumeState& volume) {
+    if (!volume.watcher)
+        return;
+    if (!volume.scanning)
+        volume.scanEventID = volume.watcher->lastEventID();
     retireQueue_.post(
         [watcher = std::exchange(volume.watcher, nullptr)]() mutable { watcher.reset(); });
+}
+
+/// Ends what the volume has under way, a scan that was to replace it too: of a drive that is gone
+/// it would find an empty folder, and save that.
+void Model::retire(VolumeState& volume) {
+    dropWatcher(volume);
+    if (volume.scanning)
+        volume.index->cancelScan();
+    if (const VolumePtr fresh = volume.replacement.lock()) {
+        std::erase(replacements_, fresh);
+        retire(*fresh);
+    }
 }
 
 // --- Now and then -------------------------------------------------------------------------------

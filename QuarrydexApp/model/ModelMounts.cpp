@@ -192,13 +192,15 @@ void Model::mountsChanged(const std::vector<Mount>& added, const std::vector<Mou
                 return isAtOrBelow(volume->root, mount.path);
             }))
             removeVolume(volume);
+    if (options_.roots.empty()) {
+        findSources(); // knows what is to be indexed of a drive that is back
+        return;
+    }
     for (const VolumePtr& volume : std::vector(volumes_))
         if (volume->offline && std::ranges::any_of(added, [&](const Mount& mount) {
                 return isAtOrBelow(volume->root, mount.path);
             }))
             lookWhetherBack(volume);
-    if (options_.roots.empty())
-        findSources();
 }
 
 /// Something was mounted where an offline volume was: is it that one?
@@ -252,8 +254,8 @@ void Model::dropVolume(const VolumePtr& volume) {
 
 void Model::forgetCatalog(const VolumePtr& volume) {
     dropVolume(volume);
-    retireQueue_.post([path = volume->snapshotPath, lock = volume->lock] {
-        if (lock && !path.empty())
+    retireQueue_.post([this, path = volume->snapshotPath, lock = volume->lock] {
+        if (!path.empty() && (lock || lockCatalog(platform_, path)))
             VolumeIndex::forgetCatalog(path);
     });
     runSearch(false);
@@ -279,7 +281,11 @@ void Model::addOfflineCatalogs() {
                 volume->offline = true;
                 volume->scanning = false;
                 setIndex(*volume, std::move(saved.index));
-                volumes_.push_back(std::move(volume));
+                volumes_.push_back(volume);
+                volume->bg->post([this, weak = std::weak_ptr(volume), index = volume->index] {
+                    if (!index->validate())
+                        onMain(weak, [this](const VolumePtr& held) { dropVolume(held); });
+                });
             }
             runSearch(false);
             Q_EMIT volumesChanged();

@@ -11,14 +11,6 @@ namespace quarrydex {
 
 namespace {
 
-/// Stands for the whole path: programs with other data folders may share the runtime folder.
-std::string lockPath(const Platform& platform, const std::string& snapshotPath) {
-    char name[32];
-    std::snprintf(name, sizeof name, "/%016llx.lock",
-                  static_cast<unsigned long long>(VolumeID::fnv(snapshotPath)));
-    return platform.folders.runtime() + name;
-}
-
 /// Makes the snapshot's catalogue the volume's, if it is the right one and worth keeping.
 void load(OpenedVolume& volume, const VolumePlan& plan) {
     std::optional<LoadedCatalog> saved = VolumeIndex::load(volume.snapshotPath, plan.excludes);
@@ -39,6 +31,16 @@ void load(OpenedVolume& volume, const VolumePlan& plan) {
 
 } // namespace
 
+/// The lock's name stands for the whole path: programs with other data folders may share the
+/// runtime folder.
+std::shared_ptr<const FileLock> lockCatalog(const Platform& platform,
+                                            const std::string& snapshotPath) {
+    char name[32];
+    std::snprintf(name, sizeof name, "/%016llx.lock",
+                  static_cast<unsigned long long>(VolumeID::fnv(snapshotPath)));
+    return FileLock::acquire(platform.folders.runtime() + name);
+}
+
 OpenedVolume openVolume(const VolumePlan& plan, const Platform& platform, bool persist) {
     OpenedVolume volume;
     volume.uuid = VolumeID(platform.volumes).identity(plan.root);
@@ -47,7 +49,7 @@ OpenedVolume openVolume(const VolumePlan& plan, const Platform& platform, bool p
         volume.historyId = platform.changeStreams.historyIdentity(plan.root);
         volume.snapshotPath =
             VolumeID::snapshotPath(volume.uuid, plan.root, VolumeID::directory(platform.folders));
-        volume.lock = FileLock::acquire(lockPath(platform, volume.snapshotPath));
+        volume.lock = lockCatalog(platform, volume.snapshotPath);
         load(volume, plan);
     }
     if (!volume.index) {

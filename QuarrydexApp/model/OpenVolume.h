@@ -43,6 +43,10 @@ struct OpenedVolume {
 [[nodiscard]] OpenedVolume
 openVolume(const VolumePlan& plan, const Platform& platform, bool persist);
 
+/// The right to write a catalogue's files; null while another process has it.
+[[nodiscard]] std::shared_ptr<const FileLock> lockCatalog(const Platform& platform,
+                                                          const std::string& snapshotPath);
+
 /// A saved catalogue whose drive is not connected.
 struct OfflineCatalog {
     std::string snapshotPath;

@@ -42,12 +42,12 @@ struct VolumeState {
 
     // --- Keeping it current ----------------------------------------------------------------------
     std::shared_ptr<VolumeWatcher> watcher;
-    std::int64_t lastReconcile{};           ///< seconds since 1970 at which the last one ended
-    std::uint64_t scanEventID{};            ///< event id when the scan began
+    std::int64_t lastReconcile{}; ///< seconds since 1970 at which the last one ended
+    /// Event id when the scan or the last reconcile began: up to there the catalogue is right.
+    std::uint64_t scanEventID{};
     std::weak_ptr<VolumeState> replacing;   ///< the state whose place this one takes when scanned
     std::weak_ptr<VolumeState> replacement; ///< the reverse
     std::int64_t lastSave{};                ///< seconds since 1970
-    std::int64_t lastMutations = -1;        ///< of the index at the last save; -1 before the first
     std::shared_ptr<SerialQueue> bg;
 
     // --- What is shown ---------------------------------------------------------------------------

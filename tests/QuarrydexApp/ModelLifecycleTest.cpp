@@ -270,6 +270,22 @@ TEST_F(ModelLifecycleTest, SourcesDecideWhatIsIndexedAndNewDrivesAreOffered) {
 
     model->forgetCatalog(model->volumes()[0]);
     EXPECT_TRUE(comesToFind({"/docs/paper.mp3"}));
+    EXPECT_TRUE(comesTo([&] { return savedCatalogues().size() == 1; })) << "the system's alone";
+}
+
+TEST_F(ModelLifecycleTest, ADriveThatGoesWhileItIsScannedAnewKeepsItsOldCatalogue) {
+    startOnStick();
+    ASSERT_TRUE(comesToFind(both));
+    model->rescan(model->volumes()[0]);
+    ASSERT_TRUE(comesTo([&] { return streams.opened().size() == 2; }));
+    disk.folders["/media/stick"].children.clear(); // the empty folder below the mount
+    mounts.set({aMount(1, "/")});
+    ASSERT_TRUE(comesTo([&] { return model->volumes()[0]->offline; }));
+    streams.deliver({{"/media/stick", ChangeFlags::historyDone, ++eventId}});
+    EXPECT_TRUE(comesTo([&] { return !model->anyUpdating(); }));
+    EXPECT_TRUE(comesToFind(both));
+    model->saveAll();
+    EXPECT_EQ(savedCount(), 4U);
 }
 
 TEST_F(ModelLifecycleTest, EveryVolumeTogetherIsInOneNameOrderThatFollowsChanges) {

@@ -6,6 +6,7 @@
 #include "benchmarks/support/Bench.h"
 
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -65,7 +66,7 @@ QDX_BENCH(scan) {
         report.skip(step, "updatedb is not installed");
         return;
     }
-    std::string folder = "/tmp/quarrydex-bench-XXXXXX";
+    std::string folder = std::filesystem::temp_directory_path() / "quarrydex-bench-XXXXXX";
     if (::mkdtemp(folder.data()) == nullptr) {
         report.skip(step, "no temporary folder");
         return;

@@ -12,6 +12,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 
 #include <fcntl.h>
@@ -29,11 +30,8 @@ void require(bool holds) {
 /// A file that is gone with the program.
 const std::string& scratchPath() {
     static const std::string path = [] {
-        std::string made = "/dev/shm/quarrydex-fuzz-XXXXXX";
-        if (::mkdtemp(made.data()) == nullptr) {
-            made = "/tmp/quarrydex-fuzz-XXXXXX";
-            require(::mkdtemp(made.data()) != nullptr);
-        }
+        std::string made = std::filesystem::temp_directory_path() / "quarrydex-fuzz-XXXXXX";
+        require(::mkdtemp(made.data()) != nullptr);
         static std::string folder = made;
         std::atexit([] {
             ::unlink((folder + "/a.idx").c_str());

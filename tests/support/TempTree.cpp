@@ -27,8 +27,9 @@ Fd openFolder(int at, const std::string& name) {
 } // namespace
 
 TempTree::TempTree(const char* parent) {
-    const char* base = parent != nullptr ? parent : std::getenv("TMPDIR");
-    path_ = std::string(base != nullptr ? base : "/tmp") + "/quarrydex-test-XXXXXX";
+    const std::filesystem::path base =
+        parent != nullptr ? parent : std::filesystem::temp_directory_path();
+    path_ = base / "quarrydex-test-XXXXXX";
     if (::mkdtemp(path_.data()) == nullptr)
         check(-1, path_);
     top_ = openFolder(AT_FDCWD, path_);

@@ -4,6 +4,7 @@
 #include "QuarrydexCore/base/ParallelFor.h"
 #include "QuarrydexCore/catalog/HitRows.h"
 #include "QuarrydexCore/catalog/KeptOrders.h"
+#include "QuarrydexCore/catalog/MergeFew.h"
 
 #include <algorithm>
 #include <utility>
@@ -66,32 +67,6 @@ struct NewerHits {
         return merge(indexes, lists, SortKey::name, {.desc = options.desc});
     }
 };
-
-/// Two lists in the wanted order as one, cut at the limit. `few` is the much shorter one: the place
-/// of each of its rows is found by doubling steps and a binary search.
-template <typename Before>
-std::vector<Row>
-placed(std::vector<Row> many, std::span<const Row> few, std::size_t limit, const Before& before) {
-    std::vector<Row> out;
-    out.reserve(std::min(limit, many.size() + few.size()));
-    auto from = many.cbegin();
-    for (Row row : few) {
-        const auto left = static_cast<std::size_t>(many.cend() - from);
-        std::size_t step = 1;
-        while (step < left && before(from[static_cast<std::ptrdiff_t>(step) - 1], row))
-            step *= 2;
-        const auto searched = from + static_cast<std::ptrdiff_t>(std::min(step, left));
-        const auto to = std::lower_bound(from, searched, row, before);
-        out.insert(out.end(), from, to);
-        out.push_back(row);
-        from = to;
-        if (out.size() >= limit)
-            break;
-    }
-    out.insert(out.end(), from, many.cend());
-    out.resize(std::min(out.size(), limit));
-    return out;
-}
 
 } // namespace
 
@@ -204,7 +179,7 @@ std::optional<std::vector<Row>> GlobalOrder::mergeGlobal(std::span<const HitSet*
             return options.desc;
         return a < b;
     };
-    return placed(std::move(rows), newer.inOrder(indexes, options), options.limit, before);
+    return mergeFew<Row>(rows, newer.inOrder(indexes, options), options.limit, before);
 }
 
 } // namespace quarrydex

@@ -3,6 +3,7 @@
 #include "QuarrydexCore/base/EntryFlags.h"
 #include "QuarrydexCore/base/ParallelFor.h"
 #include "QuarrydexCore/catalog/HitRows.h"
+#include "QuarrydexCore/catalog/MergeFew.h"
 #include "QuarrydexCore/catalog/NameOrder.h"
 #include "QuarrydexCore/catalog/TreeOrder.h"
 #include "QuarrydexCore/catalog/ValueOrder.h"
@@ -91,7 +92,6 @@ class Ordering {
     void splitCovered();
     std::optional<std::vector<EntryId>> coveredInOrder();
     [[nodiscard]] std::optional<std::vector<EntryId>> walkUnverified(std::size_t budget) const;
-    std::vector<EntryId> merged(std::vector<EntryId> covered, std::vector<EntryId> others) const;
 
     const fidx& store_;
     const std::uint32_t count_;
@@ -116,7 +116,12 @@ std::vector<EntryId> Ordering::run() {
     std::optional<std::vector<EntryId>> covered = coveredInOrder();
     if (!covered)
         return sorted(idsOf(hits_.bits));
-    return others_.empty() ? *std::move(covered) : merged(*std::move(covered), sorted(others_));
+    if (others_.empty())
+        return *std::move(covered);
+    const std::vector<EntryId> others = sorted(others_);
+    return mergeFew<EntryId>(*covered, others, limit_, [&](EntryId a, EntryId b) {
+        return standsBefore(store_, wanted_.key, wanted_.descending, a, b);
+    });
 }
 
 /// The ids in ascending order but for roots.
@@ -277,33 +282,6 @@ std::optional<std::vector<EntryId>> Ordering::walkUnverified(std::size_t budget)
     std::reverse(ids.begin() + run, ids.end());
     ids.resize(std::min(ids.size(), limit_));
     return ids;
-}
-
-/// Two lists in the wanted order as one, cut at the limit. `others` is the much shorter one: the
-/// place of each of its ids is found by doubling steps and a binary search.
-std::vector<EntryId> Ordering::merged(std::vector<EntryId> covered,
-                                      std::vector<EntryId> others) const {
-    std::vector<EntryId> out;
-    out.reserve(std::min(limit_, covered.size() + others.size()));
-    const auto before = [&](EntryId a, EntryId b) {
-        return standsBefore(store_, wanted_.key, wanted_.descending, a, b);
-    };
-    auto from = covered.cbegin();
-    for (EntryId other : others) {
-        const std::size_t left = static_cast<std::size_t>(covered.cend() - from);
-        std::size_t step = 1;
-        while (step < left && before(from[step - 1], other))
-            step *= 2;
-        const auto to = std::lower_bound(from, from + std::min(step, left), other, before);
-        out.insert(out.end(), from, to);
-        out.push_back(other);
-        from = to;
-        if (out.size() >= limit_)
-            break;
-    }
-    out.insert(out.end(), from, covered.cend());
-    out.resize(std::min(out.size(), limit_));
-    return out;
 }
 
 } // namespace

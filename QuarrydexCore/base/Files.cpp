@@ -55,4 +55,14 @@ std::string folderOf(const std::string& path) {
     return slash == 0 ? "/" : path.substr(0, slash);
 }
 
+std::string childPath(std::string_view folder, std::string_view name) {
+    std::string path;
+    path.reserve(folder.size() + 1 + name.size());
+    path += folder;
+    if (!path.ends_with('/')) // the root "/" has its slash
+        path += '/';
+    path += name;
+    return path;
+}
+
 } // namespace quarrydex

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 namespace quarrydex {
 
@@ -15,5 +16,8 @@ namespace quarrydex {
 
 /// What stands before the last "/": "/" for "/a", "." for "a".
 [[nodiscard]] std::string folderOf(const std::string& path);
+
+/// `name` in the folder; "/a" for "a" in "/".
+[[nodiscard]] std::string childPath(std::string_view folder, std::string_view name);
 
 } // namespace quarrydex

@@ -1,5 +1,6 @@
 #include "QuarrydexCore/catalog/RefreshPass.h"
 
+#include "QuarrydexCore/base/Files.h"
 #include "QuarrydexCore/base/ParallelFor.h"
 #include "QuarrydexCore/catalog/VisitTree.h"
 
@@ -18,14 +19,6 @@ constexpr std::uint8_t identityMask = EntryFlags::dir | EntryFlags::symlink | in
 
 bool isGone(int error) {
     return error == ENOENT || error == ENOTDIR;
-}
-
-std::string childPath(const std::string& folder, std::string_view name) {
-    std::string path = folder;
-    if (!path.ends_with('/'))
-        path += '/';
-    path += name;
-    return path;
 }
 
 } // namespace

@@ -1,4 +1,5 @@
 #include "QuarrydexCore/base/EntryFlags.h"
+#include "QuarrydexCore/base/Files.h"
 #include "QuarrydexCore/store/fidx_priv.h"
 
 #include <algorithm>
@@ -138,12 +139,7 @@ class Worker {
             ++stats_.nested;
             return;
         }
-        std::string path;
-        path.reserve(job.path.size() + 1 + name.size());
-        path += job.path;
-        if (!path.ends_with('/')) // the root "/" has its slash
-            path += '/';
-        path += name;
+        std::string path = childPath(job.path, name);
         const std::vector<std::string>& excludes = store_->priv->excludes;
         if (std::find(excludes.begin(), excludes.end(), path) != excludes.end())
             return;

@@ -1,5 +1,6 @@
 #include "QuarrydexCore/platform/linux/InotifyBackend.h"
 
+#include "QuarrydexCore/base/Files.h"
 #include "QuarrydexCore/platform/linux/Subfolders.h"
 
 #include <algorithm>
@@ -26,14 +27,6 @@ std::int64_t nanoseconds(const timespec& time) {
 std::int64_t folderTime(const std::string& folder) {
     struct stat st;
     return ::lstat(folder.c_str(), &st) == 0 ? nanoseconds(st.st_mtim) : 0;
-}
-
-std::string childPath(const std::string& folder, std::string_view name) {
-    std::string path = folder;
-    if (!path.ends_with('/'))
-        path += '/';
-    path += name;
-    return path;
 }
 
 } // namespace

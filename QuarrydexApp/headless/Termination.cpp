@@ -20,9 +20,9 @@ constexpr std::array endingSignals = {SIGTERM, SIGINT, SIGHUP};
 /// Where the handler writes; -1 while nobody listens.
 volatile std::sig_atomic_t pipeEnd = -1;
 
-void onSignal(int number) {
+void onSignal(int) {
     const int saved = errno;
-    const auto byte = static_cast<unsigned char>(number);
+    const char byte = 1;
     if (pipeEnd >= 0)
         (void)!::write(pipeEnd, &byte, 1);
     errno = saved;
@@ -56,14 +56,13 @@ class Termination::Listener {
         pipeEnd = -1;
     }
 
-    [[nodiscard]] int signal() const { return signal_; }
-
   private:
     void receive() {
         unsigned char byte = 0;
+        bool hasCome = false;
         while (::read(readEnd_.get(), &byte, 1) == 1)
-            signal_ = byte;
-        if (signal_ != 0)
+            hasCome = true;
+        if (hasCome)
             onRequest_();
     }
 
@@ -72,20 +71,11 @@ class Termination::Listener {
     Fd writeEnd_;
     std::unique_ptr<QSocketNotifier> notifier_;
     std::array<struct sigaction, endingSignals.size()> before_{};
-    int signal_ = 0;
 };
 
 Termination::Termination(std::function<void()> onRequest)
     : listener_(std::make_unique<Listener>(std::move(onRequest))) {}
 
 Termination::~Termination() = default;
-
-bool Termination::isRequested() const {
-    return listener_->signal() != 0;
-}
-
-int Termination::exitStatus() const {
-    return isRequested() ? 128 + listener_->signal() : 0;
-}
 
 } // namespace quarrydex

@@ -20,12 +20,6 @@ class Termination {
     Termination(const Termination&) = delete;
     Termination& operator=(const Termination&) = delete;
 
-    /// A signal has come.
-    [[nodiscard]] bool isRequested() const;
-
-    /// 128 and the signal's number, as shells show it; 0 when none has come.
-    [[nodiscard]] int exitStatus() const;
-
   private:
     class Listener;
     std::unique_ptr<Listener> listener_;

@@ -11,6 +11,7 @@
 #include "tests/fakes/FakeMountTable.h"
 #include "tests/fakes/FakeSettings.h"
 #include "tests/fakes/FakeVolumeInfo.h"
+#include "tests/support/QtApplication.h"
 #include "tests/support/TempTree.h"
 
 #include <QCoreApplication>
@@ -30,22 +31,6 @@ namespace quarrydex {
 namespace {
 
 using Paths = std::set<std::string>;
-
-class Application : public ::testing::Environment {
-  public:
-    void SetUp() override { app_ = std::make_unique<QCoreApplication>(argc_, argv_); }
-
-    void TearDown() override { app_.reset(); }
-
-  private:
-    int argc_ = 1;
-    char name_[5] = "test";
-    char* argv_[2] = {name_, nullptr};
-    std::unique_ptr<QCoreApplication> app_;
-};
-
-[[maybe_unused]] const auto* const application =
-    ::testing::AddGlobalTestEnvironment(new Application);
 
 /// A machine with a system drive and a stick.
 class ModelLifecycleTest : public ::testing::Test {

@@ -5,6 +5,7 @@
 #include "QuarrydexApp/model/SearchRun.h"
 
 #include "tests/support/PlainCatalog.h"
+#include "tests/support/QtApplication.h"
 #include "tests/support/TempTree.h"
 
 #include <QCoreApplication>
@@ -23,23 +24,6 @@ namespace {
 
 using testing::catalogOf;
 using testing::PlainEntry;
-
-/// The event loop that every model needs.
-class Application : public ::testing::Environment {
-  public:
-    void SetUp() override { app_ = std::make_unique<QCoreApplication>(argc_, argv_); }
-
-    void TearDown() override { app_.reset(); }
-
-  private:
-    int argc_ = 1;
-    char name_[5] = "test";
-    char* argv_[2] = {name_, nullptr};
-    std::unique_ptr<QCoreApplication> app_;
-};
-
-[[maybe_unused]] const auto* const application =
-    ::testing::AddGlobalTestEnvironment(new Application);
 
 void waitUntil(Model& model, const std::function<bool()>& done) {
     if (done())

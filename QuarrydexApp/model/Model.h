@@ -87,8 +87,7 @@ class Model : public QObject {
     void indexNewDrive(const Candidate& drive);
     void ignoreNewDrive(const Candidate& drive);
 
-    /// `saveSnapshot(sync:)` for every volume that has something to save, after applying what was
-    /// reported: the way out. Blocks.
+    /// `saveSnapshot(sync:)` where it is worth it, after applying what was reported. Blocks.
     void saveAll();
 
     // --- Search state: each setter starts a search ----------------------------------------------
@@ -168,6 +167,7 @@ class Model : public QObject {
     void reconcile(const VolumePtr& volume);
     void reconciled(const VolumePtr& volume, const RefreshStats& stats);
     void saveSnapshot(VolumeState& volume, bool sync);
+    bool isSaveDue(const VolumeState& volume) const;
     void dropWatcher(VolumeState& volume);
     void retire(VolumeState& volume);
     /// Calls f on the main thread if the volume is still the model's by then. Any thread.

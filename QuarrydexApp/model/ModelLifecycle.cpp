@@ -133,10 +133,10 @@ void Model::start(const VolumePtr& volume) {
     });
 }
 
-/// Brings a loaded catalogue up to date. Where changes can be watched, the watcher compares the
+/// Brings a loaded catalogue up to date. Where its change history goes on, the watcher compares the
 /// folders' times itself once it watches, so that nothing slips through in between.
 void Model::catchUp(const VolumePtr& volume) {
-    if (canWatch(*volume))
+    if (canWatch(*volume) && volume->resume == VolumeID::Resume::replay)
         startWatcher(volume, volume->loaded->eventID);
     else
         reconcile(volume);
@@ -338,6 +338,8 @@ void Model::reconciled(const VolumePtr& volume, const RefreshStats& stats) {
         rescan(volume);
     else
         filesChanged(*volume);
+    if (!stats.rootMissing && !stats.fullRescan && canWatch(*volume) && !volume->watcher)
+        startWatcher(volume, volume->scanEventID);
     Q_EMIT volumesChanged();
 }
 
@@ -369,6 +371,12 @@ void Model::saveSnapshot(VolumeState& volume, bool sync) {
         volume.bg->post(save);
 }
 
+/// The volume was saved long enough ago that another save is worth its writing. A single list or
+/// explanation would otherwise write a large catalogue anew for one file that changed.
+bool Model::isSaveDue(const VolumeState& volume) const {
+    return platform_.clock.now() - volume.lastSave > savePeriod(*volume.index);
+}
+
 void Model::saveAll() {
     for (const VolumePtr& volume : volumes_) {
         if (volume->scanning || volume->failure || !volume->bg)
@@ -376,7 +384,8 @@ void Model::saveAll() {
         if (volume->watcher)
             volume->watcher->flush();
         volume->bg->drain(); // a save that is under way
-        if (!volume->offline && volume->index->hasUnsavedChanges())
+        const bool isDue = options_.watches || isSaveDue(*volume);
+        if (isDue && !volume->offline && volume->index->hasUnsavedChanges())
             saveSnapshot(*volume, true);
     }
     retireQueue_.drain(); // the last saves of volumes that were dropped
@@ -437,7 +446,7 @@ void Model::maintain(const VolumePtr& volume) {
     if (!volume->watcher && !volume->updating && !volume->failure &&
         now - volume->lastReconcile > reconcilePeriod)
         reconcile(volume);
-    if (volume->index->hasUnsavedChanges() && now - volume->lastSave > savePeriod(*volume->index))
+    if (volume->index->hasUnsavedChanges() && isSaveDue(*volume))
         saveSnapshot(*volume, false);
 }
 

@@ -123,13 +123,19 @@ void Model::start(const VolumePtr& volume) {
     runSearch(false);
     Q_EMIT volumesChanged();
     volume->bg->post([this, weak = std::weak_ptr(volume), index = volume->index] {
-        const bool isSound = index->validate();
+        const bool isSound = index->validateEntries();
         onMain(weak, [this, isSound](const VolumePtr& held) {
             if (isSound)
                 catchUp(held);
             else
                 rescan(held);
         });
+    });
+    if (!options_.watches) // ends before that is done, and sorts without unchecked orders
+        return;
+    orderQueue_.post([this, weak = std::weak_ptr(volume), index = volume->index] {
+        if (!index->validateOrders())
+            onMain(weak, [this](const VolumePtr& held) { rescan(held); });
     });
 }
 

@@ -85,6 +85,7 @@ class Ordering {
 
   private:
     [[nodiscard]] std::vector<EntryId> idsOf(std::span<const std::uint64_t> bits) const;
+    [[nodiscard]] bool isRoot(EntryId id) const;
     [[nodiscard]] std::size_t directCost(std::size_t hits) const;
     [[nodiscard]] std::vector<EntryId> sorted(std::vector<EntryId> ids) const;
     std::vector<EntryId> sortedByName(std::vector<EntryId> ids) const;
@@ -129,12 +130,15 @@ std::vector<EntryId> Ordering::idsOf(std::span<const std::uint64_t> bits) const 
     std::vector<EntryId> ids;
     ids.reserve(hits_.count);
     forEachBit(bits, [&](std::size_t bit) {
-        const auto id = static_cast<EntryId>(bit);
-        const auto flags = std::atomic_ref(store_.flags[id]).load(std::memory_order_relaxed);
-        if ((flags & EntryFlags::root) == 0)
+        if (const auto id = static_cast<EntryId>(bit); !isRoot(id))
             ids.push_back(id);
     });
     return ids;
+}
+
+bool Ordering::isRoot(EntryId id) const {
+    const auto flags = std::atomic_ref(store_.flags[id]).load(std::memory_order_relaxed);
+    return (flags & EntryFlags::root) != 0;
 }
 
 // --- Direct sort --------------------------------------------------------------------------------
@@ -213,7 +217,7 @@ void Ordering::splitCovered() {
     for (std::size_t id = covers; id < hits_.entries; ++id) {
         if (id % 64 == 0 && hits_.bits[id / 64] == 0)
             id += 63;
-        else if (testBit(hits_.bits, id))
+        else if (testBit(hits_.bits, id) && !isRoot(static_cast<EntryId>(id)))
             others_.push_back(static_cast<EntryId>(id));
     }
 }

@@ -134,11 +134,11 @@ class VolumeIndex : public Entries {
 
     /// `peek`: a snapshot's header alone.
     [[nodiscard]] static std::optional<SnapshotHeader> peek(const std::string& path);
-
-    /// For the background after a load: reads everything, and readies the loaded orders. False for
-    /// a catalogue that contradicts itself, to be discarded and scanned anew.
-    [[nodiscard]] bool validate() const;
-
+    /// For the background after a load: read all entries, which takes little, and all loaded orders,
+    /// which readies these. False for what contradicts itself, to be discarded and scanned anew.
+    [[nodiscard]] bool validateEntries() const;
+    [[nodiscard]] bool validateOrders() const;
+    [[nodiscard]] bool validate() const { return validateEntries() && validateOrders(); }
     /// True once a part of the mapped snapshot was lost: to be discarded too.
     [[nodiscard]] bool isDamaged() const;
 

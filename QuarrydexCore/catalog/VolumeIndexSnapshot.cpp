@@ -213,7 +213,7 @@ bool VolumeIndex::isDamaged() const {
     return orders_.isDamaged();
 }
 
-bool VolumeIndex::validate() const {
+bool VolumeIndex::validateEntries() const {
     const auto counted = [&] {
         const MutexLock lock(lock_);
         return deletedCount_;
@@ -225,8 +225,10 @@ bool VolumeIndex::validate() const {
         deleted += (flags(id) & EntryFlags::deleted) != 0 ? 1 : 0;
     // Deletions while they were counted may have been seen or not; others beyond n may count too.
     const bool agrees = n != count() || (atLeast <= deleted && deleted <= counted());
-    if (!agrees || !fidx_validate(base_))
-        return false;
+    return agrees && fidx_validate(base_);
+}
+
+bool VolumeIndex::validateOrders() const {
     for (SortKey key : allSortKeys)
         if (checkOrder(key) == Check::broken)
             return false;

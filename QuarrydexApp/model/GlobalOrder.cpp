@@ -136,7 +136,7 @@ std::optional<std::vector<std::uint32_t>> GlobalOrder::coveredHits(
     if (wanted > hits / processorCount())
         return rows.all(hits, options.desc, processorCount());
     std::vector<std::uint32_t> numbers;
-    static_cast<void>(rows.first(wanted, options.desc, wholeOrder, numbers));
+    static_cast<void>(rows.first(wanted, options.desc, wholeOrder, processorCount(), numbers));
     return numbers;
 }
 

@@ -2,10 +2,12 @@
 
 #include "QuarrydexCore/base/Mutex.h"
 #include "QuarrydexCore/base/ParallelFor.h"
+#include "QuarrydexCore/catalog/Smallest.h"
 
 #include <algorithm>
 #include <atomic>
 #include <bit>
+#include <functional>
 #include <limits>
 #include <utility>
 
@@ -14,6 +16,9 @@ namespace quarrydex {
 namespace {
 
 constexpr std::size_t rowsPerTask = 1 << 16;
+constexpr unsigned tasksPerThread = 4; ///< of one round of a walk
+constexpr std::size_t wordsPerTask = 1 << 13;
+constexpr std::size_t unlimited = std::numeric_limits<std::size_t>::max();
 constexpr int denseWord = 16; ///< hits in a word from which testing each bit is the faster way
 
 /// Bits first … last − 1 of a word. REQUIRES: first ≤ last ≤ 64, first < 64.
@@ -139,9 +144,16 @@ std::uint64_t HitRows::look(std::size_t w) const {
 
 void HitRows::fillFromRanks() {
     rowBits_.assign(bitWords(rows_.size()), 0);
-    forEachBit(hits_, [&](std::size_t id) {
+    forEachRank(0, hits_.size(), [&](std::uint32_t row) { setBit(rowBits_, row); });
+}
+
+/// Calls f(row) for the hits in some words.
+template <typename F>
+void HitRows::forEachRank(std::size_t firstWord, std::size_t endWord, F&& f) const {
+    forEachBit(hits_.subspan(firstWord, endWord - firstWord), [&](std::size_t bit) {
+        const std::size_t id = firstWord * 64 + bit;
         if (id < rank_->size() && (*rank_)[id] < rows_.size())
-            setBit(rowBits_, (*rank_)[id]);
+            f((*rank_)[id]);
     });
 }
 
@@ -209,14 +221,14 @@ void HitRows::emitDown(std::size_t begin, std::size_t end, Rows& out) const {
 
 // --- Visiting -----------------------------------------------------------------------------------
 
-/// Calls visitor(rows, looked at) chunk by chunk until it returns false, and returns false then.
+/// Calls visitor(rows) chunk by chunk until it returns false, and returns false then.
 template <typename Visitor>
 bool HitRows::visitUp(std::size_t begin, std::size_t end, const Visitor& visitor) const {
     Rows rows;
     while (begin < end) {
         const std::size_t next = std::min(end, (begin / chunkRows + 1) * chunkRows);
         emitUp(begin, next, rows);
-        if (!visitor(std::span(rows.row.data(), rows.count), next - begin))
+        if (!visitor(std::span(rows.row.data(), rows.count)))
             return false;
         begin = next;
     }
@@ -233,7 +245,7 @@ bool HitRows::visitDown(std::size_t begin, std::size_t end, const Visitor& visit
         const std::size_t head = runEnd(low, end);
         if (head < end) {
             emitDown(head, end, rows);
-            if (!visitor(std::span(rows.row.data(), rows.count), end - head))
+            if (!visitor(std::span(rows.row.data(), rows.count)))
                 return false;
         }
         end = low;
@@ -246,30 +258,116 @@ bool HitRows::visitDown(std::size_t begin, std::size_t end, const Visitor& visit
     return true;
 }
 
+void HitRows::collect(std::size_t begin,
+                      std::size_t end,
+                      bool descending,
+                      std::size_t atMost,
+                      std::vector<std::uint32_t>& rows) const {
+    const auto visitor = [&](std::span<const std::uint32_t> visited) {
+        rows.insert(rows.end(), visited.begin(), visited.end());
+        return rows.size() < atMost;
+    };
+    if (!descending) {
+        visitUp(begin, end, visitor);
+    } else if (equal_ == nullptr && atMost == unlimited) {
+        visitUp(begin, end, visitor); // with no equal keys down is up backwards, which is faster
+        std::ranges::reverse(rows);
+    } else {
+        visitDown(begin, end < rows_.size() ? runBegin(end) : end, visitor);
+    }
+}
+
 bool HitRows::first(std::size_t limit,
                     bool descending,
                     std::size_t budget,
+                    unsigned threads,
                     std::vector<EntryId>& out) const {
     out.clear();
-    out.reserve(limit);
-    std::size_t looked = 0;
-    const auto visitor = [&](std::span<const std::uint32_t> rows, std::size_t seen) {
-        looked += seen;
-        for (std::uint32_t row : rows.first(std::min(rows.size(), limit - out.size())))
-            out.push_back(rows_[row]);
-        return out.size() < limit && looked < budget;
-    };
-    const bool reachedTheEnd =
-        descending ? visitDown(0, rows_.size(), visitor) : visitUp(0, rows_.size(), visitor);
-    return reachedTheEnd || out.size() == limit;
+    const std::size_t all = rows_.size();
+    // A first part, which is often enough, then ever more at once.
+    std::size_t tasks = 1;
+    std::size_t perTask = std::clamp<std::size_t>(budget, 1, rowsPerTask);
+    for (std::size_t walked = 0; walked < all && out.size() < limit;) {
+        if (walked >= budget)
+            return false;
+        std::vector<std::vector<std::uint32_t>> found(tasks);
+        parallelFor(tasks, threads, [&](std::size_t task) {
+            const std::size_t begin = std::min(all, walked + task * perTask);
+            const std::size_t end = std::min(all, begin + perTask);
+            collect(descending ? all - end : begin, descending ? all - begin : end, descending,
+                    limit, found[task]);
+        });
+        for (const std::vector<std::uint32_t>& rows : found)
+            for (std::size_t i = 0; i < rows.size() && out.size() < limit; ++i)
+                out.push_back(rows_[rows[i]]);
+        walked += tasks * perTask;
+        tasks = std::min<std::size_t>(tasks * 2, std::size_t{threads} * tasksPerThread);
+        perTask = rowsPerTask;
+    }
+    return true;
 }
+
+// --- By rank ------------------------------------------------------------------------------------
+
+std::vector<EntryId>
+HitRows::firstByRank(std::size_t limit, bool descending, unsigned threads) const {
+    const std::size_t parts = hits_.size() / wordsPerTask + 1;
+    std::vector<Smallest<std::uint32_t>> best(parts, Smallest<std::uint32_t>(limit));
+    const std::uint32_t flip = descending ? ~std::uint32_t{0} : 0;
+    parallelFor(parts, threads, [&](std::size_t part) {
+        const std::size_t end = std::min(hits_.size(), (part + 1) * wordsPerTask);
+        forEachRank(part * wordsPerTask, end,
+                    [&](std::uint32_t row) { best[part].offer(row ^ flip); });
+    });
+    for (std::size_t part = 1; part < parts; ++part)
+        for (std::uint32_t row : best[part].values())
+            best[0].offer(row);
+    std::vector<std::uint32_t> rows = best[0].sorted();
+
+    std::vector<EntryId> out;
+    out.reserve(rows.size());
+    if (!descending) {
+        for (std::uint32_t row : rows)
+            out.push_back(rows_[row]);
+        return out;
+    }
+    for (std::uint32_t& row : rows)
+        row ^= flip;
+    if (!rows.empty())
+        addRunBefore(rows.back(), rows);
+    for (std::size_t begin = 0, end = 0; begin < rows.size() && out.size() < limit; begin = end) {
+        const std::size_t run = runBegin(rows[begin]);
+        while (end < rows.size() && rows[end] >= run)
+            ++end;
+        for (std::size_t i = end; i-- > begin && out.size() < limit;)
+            out.push_back(rows_[rows[i]]);
+    }
+    return out;
+}
+
+/// Appends the hits of the run that `row` is in and that stand before it, descending: where the
+/// last rows wanted are equal, those with the smallest ids come first.
+void HitRows::addRunBefore(std::size_t row, std::vector<std::uint32_t>& rows) const {
+    const std::size_t begin = runBegin(row);
+    if (begin == row)
+        return;
+    std::vector<std::uint32_t> before;
+    forEachRank(0, hits_.size(), [&](std::uint32_t hit) {
+        if (begin <= hit && hit < row)
+            before.push_back(hit);
+    });
+    std::sort(before.begin(), before.end(), std::greater<>());
+    rows.insert(rows.end(), before.begin(), before.end());
+}
+
+// --- All ----------------------------------------------------------------------------------------
 
 std::vector<EntryId> HitRows::all(std::size_t atMost, bool descending, unsigned threads) const {
     std::vector<EntryId> ids(atMost);
     const std::size_t tasks = rows_.size() / rowsPerTask + 1;
     // Where each task's ids begin: a task leaves it for the next one as soon as it has counted its
     // own. Tasks begin in order, so the one that is waited for is always under way.
-    constexpr std::size_t unknown = std::numeric_limits<std::size_t>::max();
+    constexpr std::size_t unknown = unlimited;
     std::vector<std::atomic<std::size_t>> places(tasks + 1);
     for (std::size_t task = 1; task <= tasks; ++task)
         places[task].store(unknown, std::memory_order_relaxed);
@@ -278,22 +376,8 @@ std::vector<EntryId> HitRows::all(std::size_t atMost, bool descending, unsigned 
     parallelFor(tasks, threads, [&](std::size_t task) {
         const std::size_t part = descending ? tasks - 1 - task : task;
         const std::size_t begin = part * rowsPerTask;
-        std::size_t end = std::min(rows_.size(), begin + rowsPerTask);
         std::vector<std::uint32_t> found = buffers.take();
-        const auto visitor = [&](std::span<const std::uint32_t> rows, std::size_t) {
-            found.insert(found.end(), rows.begin(), rows.end());
-            return true;
-        };
-        // Where no keys are equal, descending is ascending backwards, and that is the faster way.
-        const bool turnsAround = descending && equal_ == nullptr;
-        if (descending && !turnsAround) {
-            end = end < rows_.size() ? runBegin(end) : end;
-            visitDown(begin, end, visitor);
-        } else {
-            visitUp(begin, end, visitor);
-        }
-        if (turnsAround)
-            std::ranges::reverse(found);
+        collect(begin, std::min(rows_.size(), begin + rowsPerTask), descending, unlimited, found);
         places[task].wait(unknown, std::memory_order_acquire);
         const std::size_t place = places[task].load(std::memory_order_acquire);
         places[task + 1].store(place + found.size(), std::memory_order_release);

@@ -36,10 +36,18 @@ class HitRows {
     /// Finds all row bits from the ranks, one look a hit. REQUIRES: the order has ranks.
     void fillFromRanks();
 
-    /// The first `limit` hits in order. False when `budget` rows were looked at before that; `out`
-    /// is then of no use.
-    [[nodiscard]] bool
-    first(std::size_t limit, bool descending, std::size_t budget, std::vector<EntryId>& out) const;
+    /// The first `limit` hits in order, by walking the rows. False when `budget` rows were looked
+    /// at before that; `out` is then of no use.
+    [[nodiscard]] bool first(std::size_t limit,
+                             bool descending,
+                             std::size_t budget,
+                             unsigned threads,
+                             std::vector<EntryId>& out) const;
+
+    /// The same by looking at every hit's rank: the faster way for hits that are few, or far from
+    /// where the walk begins. REQUIRES: the order has ranks.
+    [[nodiscard]] std::vector<EntryId>
+    firstByRank(std::size_t limit, bool descending, unsigned threads) const;
 
     /// All hits in order. REQUIRES: they are no more than `atMost`.
     [[nodiscard]] std::vector<EntryId>
@@ -76,6 +84,17 @@ class HitRows {
     bool visitUp(std::size_t begin, std::size_t end, const Visitor& visitor) const;
     template <typename Visitor>
     bool visitDown(std::size_t begin, std::size_t end, const Visitor& visitor) const;
+
+    /// Appends the hits of some rows, in order, and may stop when there are `atMost`. Downwards, a
+    /// run that lies across `begin` belongs to these rows and one across `end` does not.
+    void collect(std::size_t begin,
+                 std::size_t end,
+                 bool descending,
+                 std::size_t atMost,
+                 std::vector<std::uint32_t>& rows) const;
+
+    template <typename F> void forEachRank(std::size_t firstWord, std::size_t endWord, F&& f) const;
+    void addRunBefore(std::size_t row, std::vector<std::uint32_t>& rows) const;
 
     std::span<const EntryId> rows_;
     std::span<const std::uint64_t> hits_;

@@ -21,6 +21,7 @@ namespace {
 
 // What a hit costs on each way, in rows of a walk (measured on ten million entries).
 constexpr std::size_t rankCost = 8;
+constexpr std::size_t pickCost = 1;
 constexpr std::size_t selectCost = 6;
 constexpr std::size_t valueSortCost = 16;
 constexpr std::size_t nameSortCost = 64;
@@ -28,6 +29,9 @@ constexpr std::size_t treeSortCost = 64;
 
 /// Uncovered hits are merged in by binary searches, each worth some sorting.
 constexpr std::size_t mergeShare = 16;
+
+/// The first rows are picked by rank where they are a small part of the hits.
+constexpr std::size_t pickShare = 8;
 
 constexpr std::size_t unlimited = std::numeric_limits<std::size_t>::max();
 
@@ -246,9 +250,13 @@ std::optional<std::vector<EntryId>> Ordering::coveredInOrder() {
     if (isLimited) {
         // Evenly spread hits fill the first rows after a short walk. Where they do not, little is
         // lost against going the other way at once.
-        const std::size_t budget = otherIsCheap ? otherCost : unlimited;
-        if (inRows.first(limit_, wanted_.descending, budget, ids))
+        const bool mayPick = hasRanks && limit_ < hits_.count / pickShare;
+        const std::size_t walkedCost = otherIsCheap ? otherCost : unlimited;
+        const std::size_t budget = mayPick ? hits_.count * pickCost : walkedCost;
+        if (inRows.first(limit_, wanted_.descending, budget, threads_, ids))
             return ids;
+        if (mayPick)
+            return inRows.firstByRank(limit_, wanted_.descending, threads_);
         if (!hasRanks)
             return std::nullopt;
     }
@@ -256,7 +264,7 @@ std::optional<std::vector<EntryId>> Ordering::coveredInOrder() {
         inRows.fillFromRanks();
     if (!isLimited)
         return inRows.all(hits_.count, wanted_.descending, threads_);
-    static_cast<void>(inRows.first(limit_, wanted_.descending, unlimited, ids));
+    static_cast<void>(inRows.first(limit_, wanted_.descending, unlimited, threads_, ids));
     return ids;
 }
 

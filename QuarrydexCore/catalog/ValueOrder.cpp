@@ -1,6 +1,7 @@
 #include "QuarrydexCore/catalog/ValueOrder.h"
 
 #include "QuarrydexCore/catalog/RadixSort.h"
+#include "QuarrydexCore/catalog/Smallest.h"
 
 #include <algorithm>
 #include <memory>
@@ -107,28 +108,14 @@ void sortByValue(const fidx& store,
 
 void selectByValue(
     const fidx& store, SortKey key, bool descending, std::span<EntryId> ids, std::size_t limit) {
-    limit = std::min(limit, ids.size());
-    if (limit == 0)
-        return;
-    // The best so far and as many candidates: whenever they fill up, the worse half goes.
-    std::vector<Valued> best;
-    best.reserve(2 * limit);
-    Valued worst{~std::uint64_t{0}, ~EntryId{0}};
+    Smallest<Valued> best(std::min(limit, ids.size()));
     const std::uint64_t flip = descending ? ~std::uint64_t{0} : 0;
     forEachValue(store, key, ids, [&](EntryId id, std::uint64_t value) {
-        const Valued candidate{value ^ flip, id};
-        if (!(candidate < worst))
-            return;
-        best.push_back(candidate);
-        if (best.size() == 2 * limit) {
-            std::nth_element(best.begin(), best.begin() + (limit - 1), best.end());
-            best.resize(limit);
-            worst = best.back();
-        }
+        best.offer({value ^ flip, id});
     });
-    std::sort(best.begin(), best.end());
-    for (std::size_t i = 0; i < limit; ++i)
-        ids[i] = best[i].id;
+    std::size_t i = 0;
+    for (const Valued& valued : best.sorted())
+        ids[i++] = valued.id;
 }
 
 } // namespace quarrydex

@@ -200,18 +200,22 @@ TEST(OrderTest, LongRunsOfEqualKeysKeepAscendingIdsInBothDirections) {
     const Catalog catalog(plain);
     catalog.buildOrders();
     const VolumeIndex& index = *catalog.index;
-    for (EntryId step : {1U, 3U, 90U}) {
+    constexpr std::pair<EntryId, EntryId> firstAndStep[] = {{1, 1}, {1, 3}, {1, 90}, {131'000, 1}};
+    for (const auto [first, step] : firstAndStep) {
         std::vector<EntryId> ids;
-        for (EntryId id = 1; id < entries; id += step)
+        for (EntryId id = first; id < entries; id += step)
             ids.push_back(id);
         const HitSet hits = hitsOf(index, ids);
         for (SortKey key : {SortKey::name, SortKey::size, SortKey::date, SortKey::created}) {
-            std::vector<EntryId> want = ids;
-            std::stable_sort(want.begin(), want.end(),
-                             [&](EntryId a, EntryId b) { return index.less(b, index, a, key); });
-            ASSERT_EQ(want, index.ordered(hits, key, {.descending = true, .directSortLimit = 0}));
-            want.resize(1'000);
-            ASSERT_EQ(want, index.ordered(hits, key, {true, 1'000, 0}));
+            for (bool descending : {false, true}) {
+                std::vector<EntryId> want = ids;
+                std::ranges::stable_sort(want, [&](EntryId a, EntryId b) {
+                    return descending ? index.less(b, index, a, key) : index.less(a, index, b, key);
+                });
+                ASSERT_EQ(want, index.ordered(hits, key, {descending, hits.count, 0}));
+                want.resize(1'000);
+                ASSERT_EQ(want, index.ordered(hits, key, {descending, 1'000, 0}));
+            }
         }
     }
 }

@@ -1,12 +1,12 @@
 #include "QuarrydexCore/platform/linux/LinuxAppFolders.h"
 
 #include "QuarrydexCore/base/Files.h"
+#include "QuarrydexCore/platform/UserDirs.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <iterator>
-#include <optional>
 #include <utility>
 
 #include <pwd.h>
@@ -47,36 +47,6 @@ bool isOwnFolder(const std::string& path) {
     return ::lstat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode) && st.st_uid == ::geteuid();
 }
 
-/// What stands between the first quotes, with backslashes taken away.
-std::optional<std::string> quoted(std::string_view text) {
-    if (!text.starts_with('"'))
-        return std::nullopt;
-    std::string out;
-    for (std::size_t i = 1; i < text.size(); ++i) {
-        if (text[i] == '"')
-            return out;
-        if (text[i] == '\\' && ++i == text.size())
-            break;
-        out += text[i];
-    }
-    return std::nullopt;
-}
-
-/// The absolute path that a value means; absent for none.
-std::optional<std::string> namedPath(std::string_view value, const std::string& home) {
-    constexpr std::string_view homeVariable = "$HOME";
-    const auto text = quoted(value);
-    if (!text)
-        return std::nullopt;
-    std::string path;
-    if (text->starts_with('/'))
-        path = *text;
-    else if (*text == homeVariable || text->starts_with("$HOME/"))
-        path = home + text->substr(homeVariable.size());
-    path = withoutEndSlashes(path);
-    return path.empty() || path == home ? std::nullopt : std::optional(path);
-}
-
 } // namespace
 
 LinuxAppFolders::LinuxAppFolders(const Variable& variable) : home_(folderIn(variable("HOME"), "")) {
@@ -103,25 +73,16 @@ std::string LinuxAppFolders::environment(const char* name) {
 }
 
 std::vector<std::string> parseUserDirs(std::string_view text, const std::string& home) {
-    std::array<std::optional<std::string>, purposes.size()> found;
-    while (!text.empty()) {
-        const std::size_t end = std::min(text.find('\n'), text.size());
-        std::string_view line = text.substr(0, end);
-        text.remove_prefix(std::min(end + 1, text.size()));
-
-        line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
-        const std::size_t equals = line.find('=');
-        if (equals == std::string_view::npos)
-            continue;
-        const auto purpose = std::ranges::find(purposes, line.substr(0, equals));
+    std::array<std::string, purposes.size()> found;
+    for (const UserDir& dir : userDirsIn(text, home)) {
+        const auto purpose = std::ranges::find(purposes, dir.purpose);
         if (purpose != purposes.end())
-            found[static_cast<std::size_t>(std::distance(purposes.begin(), purpose))] =
-                namedPath(line.substr(equals + 1), home);
+            found[static_cast<std::size_t>(std::distance(purposes.begin(), purpose))] = dir.path;
     }
     std::vector<std::string> out;
-    for (std::optional<std::string>& path : found)
-        if (path)
-            out.push_back(std::move(*path));
+    for (std::string& path : found)
+        if (!path.empty())
+            out.push_back(std::move(path));
     return out;
 }
 

@@ -18,6 +18,17 @@ std::size_t firstCharacterSize(std::string_view text) {
     return size;
 }
 
+std::size_t characterCount(std::string_view text) {
+    std::size_t count = 0;
+    for (; !text.empty(); ++count) {
+        // Between two ASCII ones a character ends, but for the line break of two.
+        const bool isPlain =
+            isAscii(text[0]) && text[0] != '\r' && (text.size() == 1 || isAscii(text[1]));
+        text.remove_prefix(isPlain ? 1 : firstCharacterSize(text));
+    }
+    return count;
+}
+
 std::size_t findCharacter(std::string_view text, char wanted) {
     for (std::size_t at = 0; at < text.size();) {
         const std::size_t size = firstCharacterSize(text.substr(at));

@@ -14,6 +14,9 @@ namespace quarrydex {
 /// Bytes of the character with which the text begins. REQUIRES: the text is not empty.
 [[nodiscard]] std::size_t firstCharacterSize(std::string_view text);
 
+/// Number of characters.
+[[nodiscard]] std::size_t characterCount(std::string_view text);
+
 /// Offset of the first character that is exactly this ASCII one, or npos.
 [[nodiscard]] std::size_t findCharacter(std::string_view text, char wanted);
 

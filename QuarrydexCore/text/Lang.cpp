@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <optional>
 #include <utility>
 
 namespace quarrydex {
@@ -23,17 +24,42 @@ std::string_view primaryLanguage(std::string_view tag) {
     return tag.substr(0, tag.find('-'));
 }
 
+/// One form of a counted text; the last one when there are fewer.
+std::string form(std::string_view forms, std::size_t index) {
+    for (; index > 0 && forms.find('\0') != forms.npos; --index)
+        forms.remove_prefix(forms.find('\0') + 1);
+    return std::string(forms.substr(0, forms.find('\0')));
+}
+
+/// The text with its arguments in place of their names in braces.
+std::string filled(std::string_view text, std::span<const TrArg> args) {
+    std::string out;
+    for (std::size_t open; (open = text.find('{')) != text.npos;) {
+        out += text.substr(0, open);
+        text.remove_prefix(open);
+        const std::size_t close = text.find('}');
+        const std::string_view name = text.substr(1, close == text.npos ? 0 : close - 1);
+        const auto arg = std::ranges::find(args, name, &TrArg::name);
+        const bool isKnown = close != text.npos && arg != args.end();
+        out += isKnown ? std::string_view(arg->value) : text.substr(0, 1);
+        text.remove_prefix(isKnown ? close + 1 : 1);
+    }
+    return out.append(text);
+}
+
 } // namespace
 
 Lang& Lang::shared() {
     static Lang lang(systemLanguages([](const char* name) {
-        const char* value = std::getenv(name);
-        return std::string(value == nullptr ? "" : value);
-    }));
+                         const char* value = std::getenv(name);
+                         return std::string(value == nullptr ? "" : value);
+                     }),
+                     catalogues());
     return lang;
 }
 
-Lang::Lang(std::vector<std::string> preferred) : preferred_(std::move(preferred)) {
+Lang::Lang(std::vector<std::string> preferred, std::span<const Catalogue> catalogues)
+    : preferred_(std::move(preferred)), catalogues_(catalogues) {
     const MutexLock held(lock_);
     resolve();
 }
@@ -102,38 +128,66 @@ void Lang::removeListener(std::size_t token) {
     listeners_.erase(token);
 }
 
-std::string Lang::text(std::string_view englishText) const {
-    const MutexLock held(lock_);
-    std::string key(englishText);
+/// The translation with all its forms; nullptr where there is none.
+const std::string* Lang::find(std::string_view englishText) const {
     const auto table = tables_.find(code_);
     if (table == tables_.end())
-        return key;
-    const auto found = table->second.find(key);
-    return found == table->second.end() ? key : found->second;
+        return nullptr;
+    const auto found = table->second.find(std::string(englishText));
+    return found == table->second.end() || found->second.empty() ? nullptr : &found->second;
 }
 
-bool Lang::canShow(std::string_view code) const {
-    return code == english || tables_.find(code) != tables_.end();
+std::string Lang::text(std::string_view englishText) const {
+    const MutexLock held(lock_);
+    const std::string* translation = find(englishText);
+    return translation != nullptr ? form(*translation, 0) : std::string(englishText);
+}
+
+std::string Lang::text(std::string_view one, std::string_view many, std::uint64_t count) const {
+    const MutexLock held(lock_);
+    if (const std::string* translation = find(one))
+        return form(*translation, pluralForm(code_, count));
+    return std::string(count == 1 ? one : many);
+}
+
+std::size_t Lang::pluralForm(std::string_view code, std::uint64_t count) {
+    if (code == "ja")
+        return 0;
+    if (code == "fr" || code == "pt-BR")
+        return count > 1 ? 1 : 0;
+    return count != 1 ? 1 : 0;
+}
+
+/// True for English and a language with texts; reads those of its catalogue the first time.
+bool Lang::canShow(std::string_view code) {
+    if (code == english || tables_.find(code) != tables_.end())
+        return true;
+    const auto catalogue = std::ranges::find(catalogues_, code, &Catalogue::code);
+    if (catalogue == catalogues_.end())
+        return false;
+    std::optional<Texts> texts = readMo(catalogue->bytes);
+    if (!texts)
+        return false;
+    tables_.emplace(code, std::move(*texts));
+    return true;
 }
 
 /// The first wanted language that can be shown, exactly or by its primary language ("de-AT" is
 /// served by "de", "pt" by "pt-BR"); English when there is none.
 void Lang::resolve() {
-    std::vector<std::string_view> shown;
-    for (const Language& language : supported)
-        if (canShow(language.code))
-            shown.push_back(language.code);
-
     code_ = english;
     const std::vector<std::string> chosen{choice_};
     for (const std::string& wanted : choice_ == system ? preferred_ : chosen) {
-        auto best = std::ranges::find(shown, wanted);
-        if (best == shown.end())
-            best = std::ranges::find(shown, primaryLanguage(wanted), primaryLanguage);
-        if (best != shown.end()) {
-            code_ = *best;
-            return;
-        }
+        for (const bool exactly : {true, false})
+            for (const Language& language : supported) {
+                const bool isWanted =
+                    exactly ? language.code == wanted
+                            : primaryLanguage(language.code) == primaryLanguage(wanted);
+                if (isWanted && canShow(language.code)) {
+                    code_ = language.code;
+                    return;
+                }
+            }
     }
 }
 
@@ -142,21 +196,16 @@ std::string tr(std::string_view englishText) {
 }
 
 std::string tr(std::string_view englishText, std::initializer_list<TrArg> args) {
-    const std::string text = Lang::shared().text(englishText);
-    std::string out;
-    std::string_view rest = text;
-    for (std::size_t open; (open = rest.find('{')) != rest.npos;) {
-        out += rest.substr(0, open);
-        rest.remove_prefix(open);
-        const std::size_t close = rest.find('}');
-        const std::string_view name = rest.substr(1, close == rest.npos ? 0 : close - 1);
-        const auto* arg = std::ranges::find(args, name, &TrArg::name);
-        const bool isKnown = close != rest.npos && arg != args.end();
-        out += isKnown ? std::string_view(arg->value) : rest.substr(0, 1);
-        rest.remove_prefix(isKnown ? close + 1 : 1);
-    }
-    out += rest;
-    return out;
+    return filled(Lang::shared().text(englishText), args);
+}
+
+std::string trn(std::string_view one,
+                std::string_view many,
+                std::uint64_t count,
+                std::initializer_list<TrArg> args) {
+    std::vector<TrArg> all(args);
+    all.emplace_back("count", count);
+    return filled(Lang::shared().text(one, many, count), all);
 }
 
 } // namespace quarrydex

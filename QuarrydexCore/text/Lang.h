@@ -1,20 +1,23 @@
 /// The language of the user's texts: what was chosen, what that comes to, and the texts themselves.
 ///
-/// A language without installed texts is offered but resolves to English, which needs none: its
-/// texts are the keys.
+/// The texts of a language are read from its catalogue when it first comes into effect. A language
+/// without texts is offered but resolves to English, which needs none: its texts are the keys.
 ///
 /// Threads: any; one leaf lock. Listeners run on the thread that made the change, without the lock.
 /// Ownership: owns its tables; never gives out views into them. Fails: never.
 #pragma once
 
 #include "QuarrydexCore/base/Mutex.h"
+#include "QuarrydexCore/text/Catalogues.h"
+#include "QuarrydexCore/text/MoFile.h"
 
 #include <array>
+#include <cstdint>
 #include <functional>
 #include <map>
+#include <span>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace quarrydex {
@@ -26,8 +29,7 @@ class Lang {
         std::string_view name; ///< as its speakers write it
     };
 
-    /// A translation by its English text.
-    using Texts = std::unordered_map<std::string, std::string>;
+    using Texts = quarrydex::Texts;
 
     using Listener = std::function<void()>;
 
@@ -50,8 +52,9 @@ class Lang {
     /// The program's one instance, which tr() asks. Made at the first call, from the environment.
     [[nodiscard]] static Lang& shared();
 
-    /// `preferred`: the user's languages, best first, as systemLanguages() returns them.
-    explicit Lang(std::vector<std::string> preferred);
+    /// `preferred`: the user's languages, best first, as systemLanguages() returns them. The
+    /// catalogues live as long as the object; one that cannot be read is as if it were not there.
+    explicit Lang(std::vector<std::string> preferred, std::span<const Catalogue> catalogues = {});
 
     Lang(const Lang&) = delete;
     Lang& operator=(const Lang&) = delete;
@@ -65,8 +68,11 @@ class Lang {
     /// "system" or a code.
     [[nodiscard]] std::string choice() const;
 
-    /// The language in effect: "en", or a supported one whose texts are installed.
+    /// The language in effect: "en", or a supported one that has texts.
     [[nodiscard]] std::string code() const;
+
+    /// The identifier of the locale in effect, for numbers and dates: that of the language.
+    [[nodiscard]] std::string locale() const { return code(); }
 
     /// `setChoice(_:)`: takes effect for every text made afterwards and tells the listeners.
     /// Choosing what is chosen already does nothing.
@@ -83,11 +89,21 @@ class Lang {
     /// The text in the language in effect.
     [[nodiscard]] std::string text(std::string_view english) const;
 
+    /// The form of a counted text that goes with the count.
+    [[nodiscard]] std::string
+    text(std::string_view one, std::string_view many, std::uint64_t count) const;
+
+    /// Which form of a counted text a supported language takes for the count, from 0 on; as many
+    /// and in the order as the catalogues have them.
+    [[nodiscard]] static std::size_t pluralForm(std::string_view code, std::uint64_t count);
+
   private:
     void resolve() QDX_REQUIRES(lock_);
-    [[nodiscard]] bool canShow(std::string_view code) const QDX_REQUIRES(lock_);
+    [[nodiscard]] bool canShow(std::string_view code) QDX_REQUIRES(lock_);
+    [[nodiscard]] const std::string* find(std::string_view english) const QDX_REQUIRES(lock_);
 
     const std::vector<std::string> preferred_;
+    const std::span<const Catalogue> catalogues_;
     mutable Mutex lock_;
     std::string choice_ QDX_GUARDED_BY(lock_){system};
     std::string code_ QDX_GUARDED_BY(lock_);

@@ -5,7 +5,9 @@
 #include <atomic>
 #include <limits>
 #include <map>
+#include <string_view>
 #include <thread>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -93,7 +95,47 @@ TEST(LangTest, AChangeSwitchesTextsAndIsToldOnce) {
     EXPECT_EQ(Lang::didChange, "quarrydex.languageChanged");
 }
 
+TEST(LangTest, CatalogueIsReadWhenItsLanguageIsChosen) {
+    const Catalogue given[] = {{"de", "no catalogue at all"}, {"fr", catalogues()[0].bytes}};
+    Lang lang({"de", "fr"}, given);
+    EXPECT_EQ(lang.code(), "fr") << "one that cannot be read is passed over";
+    EXPECT_EQ(lang.locale(), "fr");
+    EXPECT_NE(lang.text("Folders"), "Folders");
+    lang.setChoice("de");
+    EXPECT_EQ(lang.code(), "en");
+    EXPECT_EQ(lang.text("Folders"), "Folders");
+}
+
+TEST(LangTest, CountedTextsTakeTheFormOfTheCount) {
+    constexpr std::string_view one = "{count} file";
+    constexpr std::string_view many = "{count} files";
+    using namespace std::string_literals;
+    Lang lang({});
+    for (const char* code : {"de", "fr", "nl"})
+        lang.install(code, {{std::string(one), "ONE\0MANY"s}});
+    lang.install("ja", {{std::string(one), "ALL"s}});
+    lang.install("it", {{std::string(one), "ONLY"s}}); // one form too few
+    const std::tuple<const char*, std::uint64_t, std::string_view> cases[] = {
+        {"en", 0, many},   {"en", 1, one},    {"en", 2, many},  {"de", 0, "MANY"},
+        {"de", 1, "ONE"},  {"de", 5, "MANY"}, {"fr", 0, "ONE"}, {"fr", 1, "ONE"},
+        {"fr", 2, "MANY"}, {"ja", 1, "ALL"},  {"ja", 7, "ALL"}, {"it", 1, "ONLY"},
+        {"it", 2, "ONLY"}, {"es", 1, one},    {"es", 2, many},
+    };
+    for (const auto& [code, count, text] : cases) {
+        lang.setChoice(code);
+        EXPECT_EQ(lang.text(one, many, count), text) << code << " " << count;
+    }
+    lang.setChoice("de");
+    EXPECT_EQ(lang.text(one), "ONE");
+
+    Lang::shared().setChoice("en");
+    EXPECT_EQ(trn("{count} file in {name}", "{count} files in {name}", 2, {{"name", "{count}"}}),
+              "2 files in {count}");
+    EXPECT_EQ(trn("{count} file", "{count} files", 1), "1 file");
+}
+
 TEST(LangTest, ArgumentsReplaceTheirPlaceholders) {
+    Lang::shared().setChoice("en");
     EXPECT_EQ(tr("No arguments: {x}"), "No arguments: {x}");
     EXPECT_EQ(tr("{key}: needs a value", {{"key", "ext"}}), "ext: needs a value");
     EXPECT_EQ(tr("{b}{a}{b}", {{"a", 1}, {"b", std::string("x")}}), "x1x");

@@ -104,8 +104,11 @@ void answer(const LineReader::Line& line, Session& session, Output& out) {
     SearchState& state = std::get<SearchState>(request);
     if (const auto fault = Session::queryFault(state.query))
         out.append(errorAnswer(*fault));
-    else
+    else {
+        if (Session::asksForAudio(state.query))
+            session.analyseAudio();
         printResults(*session.search(std::move(state)), out);
+    }
 }
 
 } // namespace
@@ -123,7 +126,7 @@ std::variant<SearchState, CommandLineError> parseRequest(std::string_view line) 
 }
 
 ExitStatus runBatch(const Options& options) {
-    Session session(options, {.keepsOrders = true, .watches = true});
+    Session session(options, {.keepsOrders = true, .watches = true, .analysesAudio = true});
     session.scan();
     LineReader requests(STDIN_FILENO, maxLineBytes);
     const Termination termination([&] { requests.end(); });

@@ -4,7 +4,11 @@
 #include "QuarrydexApp/headless/Output.h"
 #include "QuarrydexApp/headless/Terminal.h"
 #include "QuarrydexApp/model/Roots.h"
+#include "QuarrydexApp/model/StatusText.h"
 #include "QuarrydexCore/text/tr.h"
+
+#include <algorithm>
+#include <iterator>
 
 #include <unistd.h>
 
@@ -48,10 +52,35 @@ Place findPlace(const Model& model, const std::string& path) {
     return best;
 }
 
+std::size_t folderCount(const VolumeIndex& index) {
+    std::size_t folders = 0;
+    for (EntryId id = 0; id < index.count(); ++id)
+        folders += (index.flags(id) & (EntryFlags::dir | EntryFlags::deleted)) == EntryFlags::dir;
+    return folders;
+}
+
+/// What holds for everything of the volume.
+std::vector<std::string> notesOn(const VolumeState& volume) {
+    if (volume.offline)
+        return {statusSentence(volume)};
+    const StreamStatus stream =
+        systemPlatform().changeStreams.open({.paths = {volume.root}})->status();
+    const std::size_t folders = folderCount(*volume.index);
+    if (stream.watchLimit == 0 || folders <= stream.watchLimit)
+        return {};
+    return {tr("Of the {folders} folders of “{drive}” the system lets programs watch "
+               "{limit}; changes in the others show late. Raise "
+               "fs.inotify.max_user_watches to change that.",
+               {{"folders", folders}, {"drive", volume.name}, {"limit", stream.watchLimit}})};
+}
+
 Explanation explainPath(const Model& model, const std::string& path) {
     const Place place = findPlace(model, path);
-    if (place.volume != nullptr)
-        return explain(place.path, *place.volume, systemPlatform().dirReader);
+    if (place.volume != nullptr) {
+        Explanation out = explain(place.path, *place.volume, systemPlatform().dirReader);
+        std::ranges::move(notesOn(*place.volume), std::back_inserter(out.lines));
+        return out;
+    }
     Explanation out{.lines = {tr("Not found: “{path}”", {{"path", path}}),
                               tr("It lies outside the folders that are searched:")}};
     for (const auto& volume : model.volumes())

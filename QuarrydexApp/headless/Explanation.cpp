@@ -91,9 +91,12 @@ Explanation explainEntry(EntryId id, const VolumeState& volume) {
     for (const std::uint8_t flag : {EntryFlags::junk, EntryFlags::hidden})
         if ((flags & flag) != 0)
             out.lines.push_back(reasonFor(flag, id, index));
-    out.isFound = out.lines.empty();
-    if (!out.isFound)
+    if (!out.lines.empty())
         out.lines.push_back(tr("A search with --show-junk finds it."));
+    if (volume.hidden)
+        out.lines.push_back(
+            tr("“{drive}” is hidden: searches leave it out.", {{"drive", volume.name}}));
+    out.isFound = out.lines.empty();
     out.lines.insert(out.lines.begin(), out.isFound ? tr("Found: “{path}”", {{"path", path}})
                                                     : tr("Not found: “{path}”", {{"path", path}}));
     char hex[8];

@@ -4,6 +4,8 @@
 #include "QuarrydexApp/headless/Output.h"
 #include "QuarrydexApp/headless/RowPaths.h"
 #include "QuarrydexApp/headless/Terminal.h"
+#include "QuarrydexAudio/index/AudioIndexer.h"
+#include "QuarrydexCore/base/ParallelFor.h"
 #include "QuarrydexCore/text/tr.h"
 
 #include <cstring>
@@ -57,6 +59,19 @@ void appendEntry(std::string& out, const VolumeState& volume, EntryId id, std::s
     out += '}';
 }
 
+/// Reads the tags of those rows that have none yet.
+void analyseHits(const ResultSet& results) {
+    std::vector<std::vector<EntryId>> hits(results.vols.size());
+    for (const Row row : results.rows)
+        hits[rowVolume(row)].push_back(rowEntry(row));
+    for (std::size_t v = 0; v < hits.size(); ++v) {
+        if (results.vols[v]->offline)
+            continue;
+        AudioIndexer indexer(results.vols[v]->index, processorCount());
+        indexer.run(indexer.pending(hits[v]));
+    }
+}
+
 void printRows(const ResultSet& results, const Options& options, Output& out) {
     RowPaths paths(results);
     const bool escapes = !options.print0 && isTerminal(STDOUT_FILENO);
@@ -86,9 +101,14 @@ ExitStatus runList(const Options& options) {
         printError(*fault);
         return ExitStatus::error;
     }
-    Session session(options, {.keepsOrders = false});
+    const bool asksForAudio = Session::asksForAudio(options.query);
+    Session session(options, {.analysesAudio = asksForAudio});
     session.scan();
+    if (asksForAudio)
+        session.analyseAudio();
     const auto results = session.search(searchState(options));
+    if (options.json)
+        analyseHits(*results);
 
     Output out(STDOUT_FILENO);
     printRows(*results, options, out);

@@ -30,6 +30,7 @@ Session::Session(const Options& options, Settings settings)
               .keepsOrders = settings.keepsOrders,
               .persist = options.persist,
               .watches = settings.watches,
+              .analysesAudio = settings.analysesAudio,
               .prefs = &Prefs::shared()}) {}
 
 void Session::scan() {
@@ -47,6 +48,15 @@ void Session::reportFailures() const {
 bool Session::hasFailures() const {
     return std::ranges::any_of(model_.volumes(),
                                [](const auto& volume) { return volume->failure.has_value(); });
+}
+
+void Session::analyseAudio() {
+    model_.analyseAudio();
+    waitUntil([this] { return !model_.anyAnalysing(); });
+}
+
+bool Session::asksForAudio(const std::string& query) {
+    return QueryParser::parse(query, systemPlatform().clock.now(), LocalCalendar()).asksForAudio();
 }
 
 std::optional<std::string> Session::queryFault(const std::string& query) {

@@ -22,6 +22,7 @@ class Session {
     struct Settings {
         bool keepsOrders = false; ///< more searches than one are to come
         bool watches = false;     ///< the folders are kept current, else caught up with once
+        bool analysesAudio = false;
     };
 
     Session(const Options& options, Settings settings);
@@ -31,6 +32,9 @@ class Session {
     /// Loads the folders' catalogues and brings them up to date, or scans them; tells those that
     /// could not be scanned.
     void scan();
+
+    /// Waits until the tags of all audio files have been read. REQUIRES: Settings::analysesAudio.
+    void analyseAudio();
 
     /// Saves what is worth it. The last thing to do with a session.
     void finish() { model_.saveAll(); }
@@ -43,6 +47,9 @@ class Session {
 
     /// What is wrong with the query text, as shown to the user, or nothing. Starts no search.
     [[nodiscard]] static std::optional<std::string> queryFault(const std::string& query);
+
+    /// True when the query looks into tags. REQUIRES: queryFault(query) is nothing.
+    [[nodiscard]] static bool asksForAudio(const std::string& query);
 
     /// The whole result. REQUIRES: queryFault(state.query) is nothing.
     [[nodiscard]] std::shared_ptr<const ResultSet> search(SearchState state);

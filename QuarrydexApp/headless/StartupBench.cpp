@@ -19,7 +19,7 @@ constexpr std::chrono::seconds patience{60};
 } // namespace
 
 ExitStatus runStartupBench(const Options& options) {
-    Session session(options, {.keepsOrders = true, .watches = true});
+    Session session(options, {.keepsOrders = true, .watches = true, .analysesAudio = true});
     Model& model = session.model();
     QEventLoop loop;
     QObject::connect(&model, &Model::resultsChanged, &loop, [&] {

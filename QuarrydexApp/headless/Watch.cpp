@@ -52,7 +52,7 @@ bool nothingIsLeft(const Model& model) {
 } // namespace
 
 ExitStatus runWatch(const Options& options) {
-    Session session(options, {.keepsOrders = true, .watches = true});
+    Session session(options, {.keepsOrders = true, .watches = true, .analysesAudio = true});
     Model& model = session.model();
     QEventLoop loop;
     const Termination termination([&] { loop.quit(); });

@@ -19,6 +19,8 @@ Model::~Model() {
         volume->index->cancelScan();
     for (const VolumePtr& volume : replacements_)
         volume->index->cancelScan();
+    for (const VolumePtr& volume : volumes_)
+        cancelAudio(*volume);
     // Their tasks post to the queues below, which end after this.
     for (const VolumePtr& volume : volumes_) {
         volume->watcher.reset();

@@ -121,6 +121,14 @@ class Model : public QObject {
 
     [[nodiscard]] double searchMs() const { return results_->searchMs; }
 
+    // --- Music ----------------------------------------------------------------------------------
+
+    /// Begins to read the tags of new and changed files, which else begins within half a second.
+    void analyseAudio();
+
+    /// True until the tags of every file that the catalogues know have been read.
+    [[nodiscard]] bool anyAnalysing() const;
+
     // --- Orders ---------------------------------------------------------------------------------
 
     /// Builds the key's order where a volume lacks a usable one, and searches again when done.
@@ -201,6 +209,13 @@ class Model : public QObject {
     [[nodiscard]] std::vector<std::shared_ptr<VolumeIndex>> indexes() const;
     [[nodiscard]] std::string globalName() const;
     void rebuildStaleOrders(const VolumePtr& volume);
+
+    // ModelAudio.cpp
+    void maintainAudio(const VolumePtr& volume);
+    void startAudio(const VolumePtr& volume);
+    void audioProgressed(VolumeState& volume, std::size_t done, std::size_t total);
+    void audioFinished(VolumeState& volume, std::uint64_t tookNs, bool hasUnsettled);
+    static void cancelAudio(const VolumeState& volume);
     void sortPrepared(SortKey key);
 
     void startSearch(bool resetScroll, bool ordersArePrepared);
@@ -231,6 +246,7 @@ class Model : public QObject {
 
     SearchState state_;
     std::shared_ptr<const ResultSet> results_;
+    bool asksForAudio_ = false; ///< the newest search does
     std::optional<std::string> queryError_;
     std::set<SortKey> keysInPreparation_;
 
@@ -241,6 +257,7 @@ class Model : public QObject {
     QtMainQueue mainQueue_;
     SerialQueue scoutQueue_;    ///< asks drives who they are
     SerialQueue orderQueue_;    ///< builds kept orders
+    SerialQueue audioQueue_;    ///< reads tags, one volume after the other
     SerialQueue completeQueue_; ///< orders long results to their end
     SerialQueue searchQueue_;   ///< finds hits and their first screen
     SerialQueue retireQueue_;   ///< ends what takes long to end

@@ -364,8 +364,9 @@ void Model::saveSnapshot(VolumeState& volume, bool sync) {
     volume.lastSave = info.savedAt;
     const auto save = [index = volume.index, path = volume.snapshotPath, info, lock = volume.lock] {
         try {
-            index->save(path, info);
-            if (!index->saveAudio(path))
+            if (index->hasUnsavedChanges())
+                index->save(path, info);
+            if (index->hasUnsavedAudio() && !index->saveAudio(path))
                 logLine("cannot save " + VolumeIndex::audioPath(path));
         } catch (const IndexError& error) {
             logLine("cannot save " + path + ": " + error.what());
@@ -390,8 +391,10 @@ void Model::saveAll() {
         if (volume->watcher)
             volume->watcher->flush();
         volume->bg->drain(); // a save that is under way
-        const bool isDue = options_.watches || isSaveDue(*volume);
-        if (isDue && !volume->offline && volume->index->hasUnsavedChanges())
+        const bool isDue =
+            options_.watches || isSaveDue(*volume) || volume->index->hasUnsavedAudio();
+        const bool hasNews = volume->index->hasUnsavedChanges() || volume->index->hasUnsavedAudio();
+        if (isDue && hasNews && !volume->offline)
             saveSnapshot(*volume, true);
     }
     retireQueue_.drain(); // the last saves of volumes that were dropped
@@ -411,6 +414,7 @@ void Model::dropWatcher(VolumeState& volume) {
 /// it would find an empty folder, and save that.
 void Model::retire(VolumeState& volume) {
     dropWatcher(volume);
+    cancelAudio(volume);
     if (volume.scanning)
         volume.index->cancelScan();
     if (const VolumePtr fresh = volume.replacement.lock()) {
@@ -432,9 +436,12 @@ void Model::tick() {
     }
     if (changed)
         Q_EMIT volumesChanged();
-    for (const VolumePtr& volume : std::vector(volumes_)) // the list may change meanwhile
-        if (!volume->offline && !volume->scanning)
-            maintain(volume);
+    for (const VolumePtr& volume : std::vector(volumes_)) { // the list may change meanwhile
+        if (volume->offline || volume->scanning)
+            continue;
+        maintainAudio(volume);
+        maintain(volume);
+    }
     if (maintainGlobal())
         runSearch(false);
 }
@@ -452,7 +459,9 @@ void Model::maintain(const VolumePtr& volume) {
     if (!volume->watcher && !volume->updating && !volume->failure &&
         now - volume->lastReconcile > reconcilePeriod)
         reconcile(volume);
-    if (volume->index->hasUnsavedChanges() && isSaveDue(*volume))
+    const bool hasNews = volume->index->hasUnsavedChanges() ||
+                         (volume->index->hasUnsavedAudio() && !volume->audioRunning);
+    if (hasNews && isSaveDue(*volume))
         saveSnapshot(*volume, false);
 }
 

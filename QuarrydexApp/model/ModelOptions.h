@@ -18,9 +18,10 @@ struct ModelOptions {
     /// Builds missing orders in the background when a result is too long to be sorted each time.
     /// Off where one search is all there will be.
     bool keepsOrders = true;
-    bool persist = false;   ///< catalogues are loaded from disk and saved
-    bool watches = true;    ///< with persist: volumes are kept current, else only caught up once
-    Prefs* prefs = nullptr; ///< outlives the model; null: everything as by default
+    bool persist = false;      ///< catalogues are loaded from disk and saved
+    bool watches = true;       ///< with persist: volumes are kept current, else only caught up once
+    bool analysesAudio = true; ///< tags are read in the background, for searches in them
+    Prefs* prefs = nullptr;    ///< outlives the model; null: everything as by default
 };
 
 } // namespace quarrydex

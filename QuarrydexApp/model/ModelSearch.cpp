@@ -67,6 +67,8 @@ void Model::startSearch(bool resetScroll, bool ordersArePrepared) {
     if (state_.filter)
         query = query.and_(*state_.filter);
 
+    asksForAudio_ = query.asksForAudio();
+
     const std::uint64_t generation = beginGeneration();
     if (query.groups.empty() && !state_.browseAll) {
         auto nothing = std::make_shared<ResultSet>();

@@ -11,11 +11,13 @@
 #pragma once
 
 #include "QuarrydexApp/model/OpenVolume.h"
+#include "QuarrydexAudio/index/AudioIndexer.h"
 #include "QuarrydexCore/base/SerialQueue.h"
 #include "QuarrydexCore/search/Searcher.h"
 #include "QuarrydexCore/watch/VolumeWatcher.h"
 
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -49,6 +51,18 @@ struct VolumeState {
     std::weak_ptr<VolumeState> replacement; ///< the reverse
     std::int64_t lastSave{};                ///< seconds since 1970
     std::shared_ptr<SerialQueue> bg;
+
+    // --- Its music -------------------------------------------------------------------------------
+    std::shared_ptr<AudioIndexer> audioIndexer; ///< of the pass that runs
+    std::int64_t audioSig = -1;                 ///< mutations of the index that a pass has seen
+    std::int64_t lastAudioVersion{};            ///< rows that results were last made with
+    std::uint64_t audioNotBefore{};             ///< monotonic ns: passes keep a distance
+    std::int64_t audioAgainAt = neverAgain;     ///< seconds since 1970: files have settled
+    bool audioRunning{};
+    std::size_t audioDone{}; ///< files, of audioTotal
+    std::size_t audioTotal{};
+
+    static constexpr std::int64_t neverAgain = std::numeric_limits<std::int64_t>::max();
 
     // --- What is shown ---------------------------------------------------------------------------
     std::uint32_t count{};                   ///< live entries, as last published

@@ -21,7 +21,7 @@ namespace {
 
 // What a hit costs on each way, in rows of a walk (measured on ten million entries).
 constexpr std::size_t rankCost = 8;
-constexpr std::size_t pickCost = 1;
+constexpr std::size_t pickCost = 4;
 constexpr std::size_t selectCost = 6;
 constexpr std::size_t valueSortCost = 16;
 constexpr std::size_t nameSortCost = 64;

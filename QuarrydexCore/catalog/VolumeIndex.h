@@ -146,8 +146,8 @@ class VolumeIndex : public Entries {
     [[nodiscard]] static std::string audioPath(const std::string& snapshotPath);
 
     /// `saveAudio(snapshotPath:)`, after the snapshot: the audio table beside it.
-    [[nodiscard]] bool saveAudio(const std::string& snapshotPath) const;
-
+    [[nodiscard]] bool saveAudio(const std::string& snapshotPath);
+    [[nodiscard]] bool hasUnsavedAudio() const { return audioVersion() != savedAudioVersion_; }
     /// `loadAudio(snapshotPath:)`: replaces the audio table by the saved one, but for rows of
     /// entries that the snapshot lacks. Before anyone else has the catalogue.
     bool loadAudio(const std::string& snapshotPath);
@@ -235,6 +235,7 @@ class VolumeIndex : public Entries {
     std::atomic<bool> isScanning_{false};
     std::atomic<bool> isUnreadable_{false}; ///< a save found pages of the snapshot gone
     std::unique_ptr<AudioTable> audio_;
+    std::atomic<std::int64_t> savedAudioVersion_{-1}; ///< of what the file holds
 
     Mutex saveLock_; ///< serialises snapshot writing
     mutable Mutex lock_;

@@ -272,8 +272,12 @@ std::string VolumeIndex::audioPath(const std::string& snapshotPath) {
     return std::string(path.substr(0, kept)) + ".aud";
 }
 
-bool VolumeIndex::saveAudio(const std::string& snapshotPath) const {
-    return CacheFile{audio_->serialize(storeID_)}.writeCache(audioPath(snapshotPath));
+bool VolumeIndex::saveAudio(const std::string& snapshotPath) {
+    const std::int64_t version = audioVersion(); // rows that come now may be saved or not
+    if (!CacheFile{audio_->serialize(storeID_)}.writeCache(audioPath(snapshotPath)))
+        return false;
+    savedAudioVersion_ = version;
+    return true;
 }
 
 bool VolumeIndex::loadAudio(const std::string& snapshotPath) {
@@ -283,6 +287,7 @@ bool VolumeIndex::loadAudio(const std::string& snapshotPath) {
     if (table == nullptr)
         return false;
     audio_ = std::move(table);
+    savedAudioVersion_ = audioVersion();
     return true;
 }
 

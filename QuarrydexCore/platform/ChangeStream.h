@@ -57,6 +57,7 @@ struct StreamStatus {
     std::uint64_t watchedFolders{}; ///< 0 where one mark covers them all
     std::uint64_t polledFolders{};  ///< not watched: their own times are compared now and then
     bool limitReached{};            ///< why some are polled: the user's watches ran out
+    std::uint64_t watchLimit{};     ///< folders watched at most; 0 where one mark covers them all
     std::uint64_t overflows{};      ///< times that reports were lost
 };
 

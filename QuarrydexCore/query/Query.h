@@ -97,6 +97,9 @@ struct Query {
     /// that holds only the term.
     [[nodiscard]] Query and_(const Term& term) const;
 
+    /// True when some term looks into audio metadata.
+    [[nodiscard]] bool asksForAudio() const;
+
     bool operator==(const Query&) const = default;
 };
 

@@ -108,6 +108,40 @@ TEST(DriveTest, UnpluggedDriveAnswersAndIsCaughtUpWhereverItWasChanged) {
     EXPECT_EQ(program.wait(), 0);
 }
 
+TEST(DriveTest, AChosenDriveIsSearchedWhileItIsAwayUnlessForgotten) {
+    QDX_NEEDS(LoopImage::lack());
+    TempTree tree;
+    const MountFolder place;
+    const std::string identity = "001a977f-64e8-4a20-8e4e-0bf42987d0f5";
+    LoopImage image(tree.path("image"), "-U " + identity);
+    tree.folder("home/quarrydex");
+    const auto writeSettings = [&](bool keepOffline) {
+        const nlohmann::json whole = {{"enabled", true}, {"whole", true}};
+        std::ofstream(tree.path("home/quarrydex/settings.json"))
+            << nlohmann::json({{"sourcesConfigured", true},
+                               {"indexDiskImages", true},
+                               {"keepOffline", keepOffline},
+                               {"sources", {{identity, whole}}}});
+    };
+    const Launch launch{.home = tree.path("home")};
+    const std::string file = place.path + "/music/a.mp3";
+    const auto list = [&] { return runProgram(QDX_PROGRAM, {"--list", "mp3"}, launch).out; };
+
+    writeSettings(true);
+    image.mount(place.path);
+    std::filesystem::create_directory(place.path + "/music");
+    touch(file);
+    EXPECT_EQ(list(), file + "\n");
+    ASSERT_TRUE(image.unmount(place.path));
+    EXPECT_EQ(list(), file + "\n");
+    const Outcome why = runProgram(QDX_PROGRAM, {"--explain", file}, launch);
+    EXPECT_EQ(why.status, 0) << why.err;
+    EXPECT_NE(why.out.find(" is not connected. The catalog ("), std::string::npos) << why.out;
+
+    writeSettings(false);
+    EXPECT_EQ(list(), "");
+}
+
 TEST(DriveTest, AFullDiskLeavesTheSavedCatalogueWhole) {
     QDX_NEEDS(LoopImage::lack());
     TempTree tree;

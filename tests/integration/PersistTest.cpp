@@ -1,5 +1,6 @@
 // The built program over several runs: what it keeps, what it catches up with, and what it follows.
 
+#include "tests/support/FileStorm.h"
 #include "tests/support/Program.h"
 #include "tests/support/TempTree.h"
 
@@ -167,6 +168,37 @@ TEST_F(PersistTest, WithoutATaskItRunsUntilItIsToldToEndAndSaves) {
     EXPECT_EQ(program.wait(), 0);
     EXPECT_EQ(list().out,
               lines({"empty/Late.mp3", "music/One.mp3", "gone/deep/three.mp3", "music/Two.mp3"}));
+}
+
+TEST_F(PersistTest, KilledAtAnyMomentItCatchesUpWithAllThatHappened) {
+    tree.folder("storm/root");
+    tree.folder("storm/outside");
+    const std::string root = tree.path("storm/root");
+    FileStorm storm(root, tree.path("storm/outside"), {.seed = 11});
+    storm.populate(1'000);
+    for (int round = 0; round < 6; ++round) {
+        RunningProgram program(QDX_PROGRAM, {"--root", root, "--batch"}, {.home = home.path()});
+        program.writeLine(R"({"query":"x"})");
+        ASSERT_TRUE(program.readLine()); // it is there and watches
+        storm.run(1'000);
+        if (round % 2 == 1)
+            program.signal(SIGTERM); // so that it dies while it saves
+        storm.run(static_cast<std::size_t>(round) * 20);
+        program.signal(SIGKILL);
+        program.wait();
+        storm.run(200);
+
+        std::multiset<std::string> wanted;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(root))
+            wanted.insert(entry.path());
+        const Outcome listed =
+            runProgram(QDX_PROGRAM, {"--root", root, "--list", "", "--show-junk", "--print0"},
+                       {.home = home.path()});
+        std::multiset<std::string> found;
+        for (std::size_t at = 0; at < listed.out.size();)
+            at += found.insert(listed.out.c_str() + at)->size() + 1;
+        ASSERT_EQ(found, wanted) << "round " << round;
+    }
 }
 
 TEST_F(PersistTest, StartUpIsMeasuredFromTheSavedCatalogue) {

@@ -55,7 +55,8 @@ StreamStatus InotifyBackend::status() const {
     return {.kind = StreamKind::inotify,
             .watchedFolders = map_.size(),
             .polledFolders = polled_.size(),
-            .limitReached = limitReached_};
+            .limitReached = limitReached_,
+            .watchLimit = budget_->limit()};
 }
 
 // --- Watching -----------------------------------------------------------------------------------

@@ -16,6 +16,8 @@ class WatchBudget {
     /// Half of what the user may have.
     [[nodiscard]] static std::size_t systemLimit();
 
+    [[nodiscard]] std::size_t limit() const { return limit_; }
+
     /// Takes one; false when there is none left.
     [[nodiscard]] bool take();
 

@@ -32,14 +32,14 @@ std::optional<AudioMeta> ourRecord(const std::string& path) {
 
 /// The calls that reading a tagged file takes, and nothing else.
 void callOnly(const std::string& path) {
-    constexpr int reads = 11;
+    constexpr off_t reads = 11;
     std::array<char, 128> buffer;
     const Fd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
 
     struct stat status {};
 
     ::fstat(fd.get(), &status);
-    for (int i = 0; i < reads; ++i)
+    for (off_t i = 0; i < reads; ++i)
         keep(::pread(fd.get(), buffer.data(), buffer.size(), i * 512));
 }
 

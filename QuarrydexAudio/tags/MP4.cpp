@@ -14,6 +14,10 @@ namespace {
 
 // --- Decoder settings ---------------------------------------------------------------------------
 
+std::uint16_t wholeKbps(std::uint32_t bitsPerSecond) {
+    return clamped<std::uint16_t>(bitsPerSecond / 1000.0);
+}
+
 /// A tagged piece of an "esds" atom.
 struct Descriptor {
     std::uint8_t tag{};
@@ -66,7 +70,7 @@ void takeStreamDescriptor(Bytes esds, AudioMeta& into) {
     const std::uint8_t objectType = u8(config, 0);
     if (objectType == mp3InMpeg2 || objectType == mp3InMpeg1)
         into.codec = AudioCodec::mp3;
-    into.bitrateKbps = clamped<std::uint16_t>(u32be(config, 9) / 1000);
+    into.bitrateKbps = wholeKbps(u32be(config, 9));
 }
 
 void takeLosslessConfig(Bytes alac, AudioMeta& into) {
@@ -75,7 +79,7 @@ void takeLosslessConfig(Bytes alac, AudioMeta& into) {
         return;
     into.bits = config[5];
     into.channels = config[9];
-    into.bitrateKbps = clamped<std::uint16_t>(u32be(config, 16) / 1000);
+    into.bitrateKbps = wholeKbps(u32be(config, 16));
     into.sampleRate = u32be(config, 20);
 }
 

@@ -160,6 +160,7 @@ TEST(DuplicateFinderTest, ExtensionsAndSizesChooseTheFiles) {
     EXPECT_EQ(music.sets(setting.run(music).groups, DupKind::identical),
               (Sets{{"a.MP3", "b.mp3", "e.Wv"}}));
     setting.options.minSize = 0;
+    EXPECT_EQ(setting.run(music).leftOut, LeftOut()) << "links and folders are none to begin with";
     EXPECT_EQ(
         music.sets(setting.run(music).groups, DupKind::identical),
         (Sets{{"a.MP3", "b.mp3", "e.Wv"}, {"f.mp3", "g.mp3"}, {"h.mp3", "i.mp3", "folder/j.mp3"}}));

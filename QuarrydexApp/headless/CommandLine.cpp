@@ -81,8 +81,9 @@ class Reader {
 
     /// The flags that cannot do without their value.
     bool readValueFlag(const std::string& flag) {
-        constexpr std::string_view known[] = {"--list",  "--explain", "--exclude",
-                                              "--types", "--sort",    "--limit"};
+        constexpr std::string_view known[] = {
+            "--list",  "--explain",    "--exclude", "--types",    "--sort",
+            "--limit", "--duplicates", "--stages",  "--min-size", "--tolerance"};
         if (std::ranges::find(known, flag) == std::end(known))
             return false;
         const bool mayBeEmpty = flag == "--list" || flag == "--limit";
@@ -91,6 +92,8 @@ class Reader {
             return true;
         }
         const std::string value = take();
+        if (readFinderFlag(flag, value))
+            return true;
         if (flag == "--list") {
             setMode(Mode::list, flag);
             options_.query = value;
@@ -106,9 +109,68 @@ class Reader {
             setSort(value);
         } else {
             forList(flag);
-            setLimit(value);
+            options_.limit = number<std::size_t>(flag, value);
         }
         return true;
+    }
+
+    /// --duplicates and what goes with it.
+    bool readFinderFlag(const std::string& flag, const std::string& value) {
+        if (flag == "--duplicates") {
+            setMode(Mode::duplicates, flag);
+            setDuplicateList(value);
+            return true;
+        }
+        if (flag == "--stages")
+            setStages(value);
+        else if (flag == "--min-size")
+            options_.finder.minSize = number<std::uint64_t>(flag, value);
+        else if (flag == "--tolerance")
+            options_.finder.durationToleranceMs = number<std::uint32_t>(flag, value);
+        else
+            return false;
+        finderFlag_ = flag;
+        return true;
+    }
+
+    void setDuplicateList(const std::string& value) {
+        using List = Options::DuplicateList;
+        constexpr std::pair<std::string_view, List> lists[] = {{"csv", List::csv},
+                                                               {"m3u-surplus", List::m3uSurplus},
+                                                               {"m3u-keep", List::m3uKeep},
+                                                               {"m3u-all", List::m3uAll}};
+        const auto found =
+            std::ranges::find(lists, value, &std::pair<std::string_view, List>::first);
+        if (found != std::end(lists))
+            options_.duplicateList = found->second;
+        else
+            fault_ = tr("--duplicates takes csv, m3u-surplus, m3u-keep or m3u-all, not “{value}”.",
+                        {{"value", value}});
+    }
+
+    void setStages(const std::string& value) {
+        options_.finder.stages = {};
+        for (std::size_t begin = 0; begin <= value.size();) {
+            const std::size_t end = std::min(value.find(',', begin), value.size());
+            const std::string name = value.substr(begin, end - begin);
+            if (const auto stage = dupStageNamed(name))
+                options_.finder.stages.insert(*stage);
+            else
+                fault_ = tr("--stages takes size, quickHash, fullHash, sameSong and fingerprint, "
+                            "separated by commas, not “{value}”.",
+                            {{"value", name}});
+            begin = end + 1;
+        }
+    }
+
+    template <typename T> T number(const std::string& flag, const std::string& value) {
+        T result{};
+        const char* const end = value.data() + value.size();
+        const auto [stop, error] = std::from_chars(value.data(), end, result);
+        if (error != std::errc{} || stop != end)
+            fault_ =
+                tr("{option} takes a number, not “{value}”.", {{"option", flag}, {"value", value}});
+        return result;
     }
 
     void setMode(Mode mode, const std::string& flag) {
@@ -143,16 +205,12 @@ class Reader {
                         {{"value", value}});
     }
 
-    void setLimit(const std::string& value) {
-        const char* const end = value.data() + value.size();
-        const auto [stop, error] = std::from_chars(value.data(), end, options_.limit);
-        if (error != std::errc{} || stop != end)
-            fault_ = tr("--limit takes a number, not “{value}”.", {{"value", value}});
-    }
-
     void checkTogether() {
         if (!listFlag_.empty() && options_.mode != Mode::list && options_.mode != Mode::help)
             fault_ = tr("{option} works with --list only.", {{"option", listFlag_}});
+        else if (!finderFlag_.empty() && options_.mode != Mode::duplicates &&
+                 options_.mode != Mode::help)
+            fault_ = tr("{option} works with --duplicates only.", {{"option", finderFlag_}});
         else if (options_.print0 && options_.json)
             fault_ = tr("{first} and {second} cannot be used together.",
                         {{"first", "--print0"}, {"second", "--json"}});
@@ -160,9 +218,10 @@ class Reader {
 
     std::span<const char* const> rest_;
     Options options_;
-    std::string fault_;    ///< empty: none so far
-    std::string modeFlag_; ///< the flag that chose the mode
-    std::string listFlag_; ///< a flag that was given and works with --list only
+    std::string fault_;      ///< empty: none so far
+    std::string modeFlag_;   ///< the flag that chose the mode
+    std::string listFlag_;   ///< a flag that was given and works with --list only
+    std::string finderFlag_; ///< likewise with --duplicates
 };
 
 } // namespace
@@ -181,6 +240,8 @@ Modes:
   --list QUERY        print the path of every hit, one a line
   --batch             answer one JSON request a line from standard input
   --explain PATH      say why a path is found, or why not
+  --duplicates LIST   find duplicate music and print a list of it: csv, m3u-surplus (playlist of what
+                      need not be kept), m3u-keep or m3u-all. Nothing is ever deleted.
   --selftest [QUERY…] scan, then time every query under every order; stands last
   --startup-bench     print how long it takes until there are rows
   --version, --help
@@ -201,6 +262,11 @@ With --list:
                       drive, and audio where it is known. A path that is not UTF-8 is also
                       given as pathBase64.
 
+With --duplicates:
+  --stages LIST       some of size,quickHash,fullHash,sameSong,fingerprint (all but the last)
+  --min-size N        files of fewer bytes are left out (1024)
+  --tolerance MS      how much the lengths of one song may differ (2000)
+
 Requests of --batch:  {"query": "remix ext:flac", "sort": "date", "desc": true,
                        "showJunk": false, "limit": 100}, every field optional
 Answers:              {"count": all hits, "ms": milliseconds, "paths": […]} or {"error": "…"}
@@ -208,7 +274,7 @@ Answers:              {"count": all hits, "ms": milliseconds, "paths": […]} or
                       bytes of that path at the same place, null for the others.
 
 The exit status is 0 when there are hits (with --explain: when a plain search finds the path), 1 when
-there are none, and 2 after an error.
+there are none, and 2 after an error or when --duplicates was interrupted.
 )");
 }
 

@@ -2,6 +2,7 @@
 /// Threads: any; no state. Fails: by value, with a message for the user.
 #pragma once
 
+#include "QuarrydexAudio/dupes/DuplicateFinder.h"
 #include "QuarrydexCore/catalog/SortKey.h"
 
 #include <cstddef>
@@ -20,6 +21,7 @@ struct Options {
         list,
         batch,
         explain,
+        duplicates,
         selfTest,
         startupBench,
         version,
@@ -33,6 +35,11 @@ struct Options {
     std::vector<std::string> queries;     ///< --selftest: every argument after it
     std::string query;                    ///< --list
     std::string explainPath;              ///< --explain
+
+    /// What --duplicates prints.
+    enum class DuplicateList : std::uint8_t { csv, m3uSurplus, m3uKeep, m3uAll };
+    DuplicateList duplicateList = DuplicateList::csv;
+    DuplicateFinder::Options finder; ///< --stages, --min-size, --tolerance
 
     SortKey sort = SortKey::name;
     std::size_t limit = std::numeric_limits<std::size_t>::max();

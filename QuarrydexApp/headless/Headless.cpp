@@ -1,6 +1,7 @@
 #include "QuarrydexApp/headless/Headless.h"
 
 #include "QuarrydexApp/headless/Batch.h"
+#include "QuarrydexApp/headless/Duplicates.h"
 #include "QuarrydexApp/headless/Explain.h"
 #include "QuarrydexApp/headless/List.h"
 #include "QuarrydexApp/headless/Output.h"
@@ -48,6 +49,8 @@ ExitStatus runMode(const Options& options) {
         return runList(options);
     case Mode::batch:
         return runBatch(options);
+    case Mode::duplicates:
+        return runDuplicates(options);
     case Mode::explain:
         return runExplain(options);
     case Mode::selfTest:

@@ -214,7 +214,8 @@ class Model : public QObject {
     void maintainAudio(const VolumePtr& volume);
     void startAudio(const VolumePtr& volume);
     void audioProgressed(VolumeState& volume, std::size_t done, std::size_t total);
-    void audioFinished(VolumeState& volume, std::uint64_t tookNs, bool hasUnsettled);
+    void audioFinished(VolumeState& volume, std::uint64_t tookNs, std::vector<EntryId> unsettled);
+    static void forgetUnsettled(VolumeState& volume);
     static void cancelAudio(const VolumeState& volume);
     void sortPrepared(SortKey key);
 

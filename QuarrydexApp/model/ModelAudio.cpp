@@ -2,6 +2,7 @@
 #include "QuarrydexCore/base/ParallelFor.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace quarrydex {
 
@@ -62,6 +63,7 @@ void Model::startAudio(const VolumePtr& volume) {
             audioProgressed(*held, progress.done, progress.total);
         });
     };
+    forgetUnsettled(*volume);
     volume->audioSig = volume->index->mutations();
     volume->audioAgainAt = VolumeState::neverAgain;
     volume->audioRunning = true;
@@ -71,9 +73,8 @@ void Model::startAudio(const VolumePtr& volume) {
         const AudioIndexer::Pending work = indexer->pending();
         const std::uint64_t looked = platform_.clock.monotonicNs();
         indexer->run(work);
-        const bool hasUnsettled = indexer->hasUnsettled();
-        onMain(weak, [this, took = looked - begin, hasUnsettled](const VolumePtr& held) {
-            audioFinished(*held, took, hasUnsettled);
+        onMain(weak, [this, took = looked - begin, indexer](const VolumePtr& held) {
+            audioFinished(*held, took, indexer->unsettled());
         });
     });
 }
@@ -85,13 +86,22 @@ void Model::audioProgressed(VolumeState& volume, std::size_t done, std::size_t t
 }
 
 /// `tookNs`: finding out what there was to read.
-void Model::audioFinished(VolumeState& volume, std::uint64_t tookNs, bool hasUnsettled) {
+void Model::audioFinished(VolumeState& volume,
+                          std::uint64_t tookNs,
+                          std::vector<EntryId> unsettled) {
     volume.audioRunning = false;
     volume.audioIndexer.reset();
     volume.audioNotBefore = platform_.clock.monotonicNs() + passShare * tookNs;
-    if (hasUnsettled)
+    if (!unsettled.empty())
         volume.audioAgainAt = platform_.clock.now() + settlingTime + 1;
+    volume.unsettledAudio = std::move(unsettled);
     Q_EMIT volumesChanged();
+}
+
+/// Before the table is saved, and before the pass that reads these files again.
+void Model::forgetUnsettled(VolumeState& volume) {
+    if (!volume.unsettledAudio.empty())
+        AudioIndexer::readAgain(*volume.index, std::exchange(volume.unsettledAudio, {}));
 }
 
 void Model::cancelAudio(const VolumeState& volume) {

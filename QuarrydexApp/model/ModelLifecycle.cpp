@@ -362,6 +362,7 @@ void Model::saveSnapshot(VolumeState& volume, bool sync) {
                       .savedAt = platform_.clock.now(),
                       .exclHash = volume.configHash};
     volume.lastSave = info.savedAt;
+    forgetUnsettled(volume);
     const auto save = [index = volume.index, path = volume.snapshotPath, info, lock = volume.lock] {
         try {
             if (index->hasUnsavedChanges())

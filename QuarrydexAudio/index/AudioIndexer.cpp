@@ -25,8 +25,8 @@ constexpr int batchShare = 10;
 constexpr std::uint8_t noFile =
     EntryFlags::dir | EntryFlags::junk | EntryFlags::root | EntryFlags::deleted;
 
-/// The row time of a file that has to be read again, which no such file has itself.
-constexpr std::uint32_t unsettled = 0;
+/// The row time of a file that is to be read again, which no file that has just changed has itself.
+constexpr std::uint32_t noTime = 0;
 
 } // namespace
 
@@ -96,7 +96,7 @@ std::size_t AudioIndexer::run(const Pending& work) {
         MutexLock held(lock_);
         next_ = 0;
         stored_ = 0;
-        hasUnsettled_ = false;
+        unsettled_.clear();
         storeAt_ = Clock::now() + batchPeriod;
     }
     if (!work.todo.empty()) {
@@ -115,9 +115,17 @@ std::size_t AudioIndexer::run(const Pending& work) {
     return stored_;
 }
 
-bool AudioIndexer::hasUnsettled() const {
+std::vector<EntryId> AudioIndexer::unsettled() const {
     MutexLock held(lock_);
-    return hasUnsettled_;
+    return unsettled_;
+}
+
+void AudioIndexer::readAgain(VolumeIndex& index, std::span<const EntryId> files) {
+    std::vector<AudioTable::Analysed> rows;
+    for (EntryId id : files)
+        if (auto meta = index.audio().meta(id))
+            rows.push_back({.entry = id, .mtime = noTime, .meta = *std::move(meta)});
+    index.audio().upsert(rows);
 }
 
 void AudioIndexer::cancel() {
@@ -148,13 +156,14 @@ AudioTable::Analysed AudioIndexer::analyse(EntryId id) const {
     const std::uint32_t mtime = index_->mtime(id);
     const std::string ext(index_->ext(id).value_or(""));
     return {.entry = id,
-            .mtime = mtime < settledBefore ? mtime : unsettled,
+            .mtime = mtime,
             .meta = AudioParser::parse(index_->path(id), ext).value_or(AudioMeta{})};
 }
 
 void AudioIndexer::add(AudioTable::Analysed row, const Pending& work) {
     MutexLock held(lock_);
-    hasUnsettled_ = hasUnsettled_ || row.mtime == unsettled;
+    if (row.mtime >= settledBefore)
+        unsettled_.push_back(row.entry);
     results_.push_back(std::move(row));
     if (Clock::now() >= storeAt_)
         storeBatch(work);

@@ -49,12 +49,15 @@ class AudioIndexer {
     /// Set before the run. Must not call back into the indexer.
     std::function<void(const Progress&)> onProgress;
 
-    /// A file changed at or after this time (seconds since 1970) is read, and again by a later run:
-    /// it may yet change within the second that its time tells.
+    /// A file changed at or after this time (seconds since 1970) is read, but may yet change within
+    /// the second that its time tells: it is named by unsettled().
     std::int64_t settledBefore = std::numeric_limits<std::int64_t>::max();
 
-    /// The last run has read such a file.
-    [[nodiscard]] bool hasUnsettled() const QDX_EXCLUDES(lock_);
+    /// Such files that the last run has read.
+    [[nodiscard]] std::vector<EntryId> unsettled() const QDX_EXCLUDES(lock_);
+
+    /// Lets a later run read these files again, which keep their rows until then.
+    static void readAgain(VolumeIndex& index, std::span<const EntryId> files);
 
     [[nodiscard]] Pending pending() const;
 
@@ -87,7 +90,7 @@ class AudioIndexer {
     std::vector<AudioTable::Analysed>
         results_ QDX_GUARDED_BY(lock_); ///< read, not yet in the table
     std::size_t stored_ QDX_GUARDED_BY(lock_) = 0;
-    bool hasUnsettled_ QDX_GUARDED_BY(lock_) = false;
+    std::vector<EntryId> unsettled_ QDX_GUARDED_BY(lock_);
     std::chrono::steady_clock::time_point storeAt_ QDX_GUARDED_BY(lock_);
     bool cancelled_ QDX_GUARDED_BY(lock_) = false;
 };

@@ -71,6 +71,17 @@ TEST(CommandLineTest, EveryModeIsChosenByItsFlag) {
     EXPECT_TRUE(parsed({"--batch"}).persist);
 }
 
+TEST(CommandLineTest, DuplicatesTakeTheirOptions) {
+    const Options options = parsed({"--duplicates", "m3u-keep", "--stages", "size,sameSong",
+                                    "--min-size", "0", "--tolerance", "500"});
+    EXPECT_EQ(options.mode, Mode::duplicates);
+    EXPECT_EQ(options.duplicateList, Options::DuplicateList::m3uKeep);
+    EXPECT_EQ(options.finder.stages, (DupStages{DupStage::size, DupStage::sameSong}));
+    EXPECT_EQ(options.finder.minSize, 0U);
+    EXPECT_EQ(options.finder.durationToleranceMs, 500U);
+    EXPECT_EQ(parsed({"--duplicates", "csv"}).finder.stages, DuplicateFinder::Options().stages);
+}
+
 TEST(CommandLineTest, SelfTestTakesAllThatFollows) {
     const Options options = parsed({"--root", "/a", "--selftest", "--root", "--list", ""});
     EXPECT_EQ(options.mode, Mode::selfTest);
@@ -115,6 +126,13 @@ TEST(CommandLineTest, FaultsAreNamed) {
         {{"--batch", "--selftest"}, "--batch and --selftest"},
         {{"--batch", "--json"}, "--json works with --list only"},
         {{"--desc"}, "--desc works with --list only"},
+        {{"--duplicates"}, "--duplicates needs a value"},
+        {{"--duplicates", "m3u"}, "not “m3u”"},
+        {{"--duplicates", "csv", "--stages", "size,hash"}, "not “hash”"},
+        {{"--duplicates", "csv", "--min-size", "1k"}, "--min-size takes a number, not “1k”"},
+        {{"--duplicates", "csv", "--tolerance", "4294967296"}, "--tolerance takes a number"},
+        {{"--duplicates", "csv", "--list", "x"}, "--duplicates and --list"},
+        {{"--list", "x", "--stages", "size"}, "--stages works with --duplicates only"},
         {{"--frobnicate", "--limit", "x"}, "--frobnicate"}, // the first fault
     };
 

@@ -82,8 +82,8 @@ class Reader {
     /// The flags that cannot do without their value.
     bool readValueFlag(const std::string& flag) {
         constexpr std::string_view known[] = {
-            "--list",  "--explain",    "--exclude", "--types",    "--sort",
-            "--limit", "--duplicates", "--stages",  "--min-size", "--tolerance"};
+            "--list",       "--explain", "--exclude",  "--types",     "--sort", "--limit",
+            "--duplicates", "--stages",  "--min-size", "--tolerance", "--kind"};
         if (std::ranges::find(known, flag) == std::end(known))
             return false;
         const bool mayBeEmpty = flag == "--list" || flag == "--limit";
@@ -100,6 +100,8 @@ class Reader {
         } else if (flag == "--explain") {
             setMode(Mode::explain, flag);
             options_.explainPath = value;
+        } else if (flag == "--kind") {
+            options_.kindStyle = value;
         } else if (flag == "--exclude") {
             options_.excludes.push_back(value);
         } else if (flag == "--types") {

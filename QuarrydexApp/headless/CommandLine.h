@@ -47,6 +47,7 @@ struct Options {
     bool showJunk = false;
     bool print0 = false;
     bool json = false;
+    std::string kindStyle;   ///< --kind; empty: as stored
     std::uint64_t startNs{}; ///< monotonic time at the start of main()
     bool persist = true;     ///< catalogues may be read from and written to disk
 };

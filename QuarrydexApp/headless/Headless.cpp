@@ -12,9 +12,11 @@
 #include "QuarrydexApp/prefs/Prefs.h"
 #include "QuarrydexCore/base/AppInfo.h"
 #include "QuarrydexCore/base/Log.h"
+#include "QuarrydexCore/text/Lang.h"
 #include "QuarrydexCore/text/tr.h"
 
 #include <QCoreApplication>
+#include <QLocale>
 
 #include <clocale>
 
@@ -73,7 +75,12 @@ void logQtMessage(QtMsgType, const QMessageLogContext&, const QString& message) 
 } // namespace
 
 int runHeadless(const Options& options, int argc, char** argv) {
-    if (searches(options.mode) && options.roots.empty() && !Prefs::shared().configured())
+    Prefs& prefs = Prefs::shared();
+    if (!options.kindStyle.empty())
+        prefs.overrideKindStyle(options.kindStyle);
+    Lang::shared().setChoice(prefs.language());
+    QLocale::setDefault(QLocale(QString::fromStdString(Lang::shared().locale())));
+    if (searches(options.mode) && options.roots.empty() && !prefs.configured())
         return static_cast<int>(fail(tr("No folder given: use --root DIR.")));
     qInstallMessageHandler(logQtMessage);
     const QCoreApplication app(argc, argv);

@@ -148,7 +148,6 @@ class Model : public QObject {
 
   private:
     static constexpr std::chrono::milliseconds tickPeriod{500};
-
     using VolumePtr = std::shared_ptr<VolumeState>;
 
     /// What a finished scan has to tell.
@@ -200,10 +199,8 @@ class Model : public QObject {
     void goOffline(VolumeState& volume);
     void dropVolume(const VolumePtr& volume);
     void lookWhetherBack(const VolumePtr& volume);
-
-    void tick(); ///< every half second: counts, stale orders, saves
+    void tick(); ///< every half second: counts, stale orders, music, saves
     void maintain(const VolumePtr& volume);
-
     bool maintainGlobal(); ///< true when there is a new order of all volumes
     void buildGlobal();
     [[nodiscard]] std::vector<std::shared_ptr<VolumeIndex>> indexes() const;
@@ -218,7 +215,6 @@ class Model : public QObject {
     static void forgetUnsettled(VolumeState& volume);
     static void cancelAudio(const VolumeState& volume);
     void sortPrepared(SortKey key);
-
     void startSearch(bool resetScroll, bool ordersArePrepared);
     std::uint64_t beginGeneration() QDX_EXCLUDES(genLock_);
     [[nodiscard]] bool isCurrent(std::uint64_t generation) const QDX_EXCLUDES(genLock_);
@@ -227,8 +223,7 @@ class Model : public QObject {
     /// The background part of a search, on searchQueue_.
     void search(const std::shared_ptr<SearchRun>& run, bool mayPrepareOrders);
 
-    /// Searches again as soon as the key's order is there.
-    void completeByKeptOrder(SortKey key);
+    void completeByKeptOrder(SortKey key); ///< searches again as soon as the order is there
 
     /// Brings a result to the main thread and shows it there if it is still wanted. Any thread.
     void publish(std::shared_ptr<const ResultSet> results);

@@ -1,6 +1,7 @@
 #include "QuarrydexApp/prefs/Prefs.h"
 
 #include "QuarrydexCore/platform/Drives.h"
+#include "QuarrydexCore/text/Lang.h"
 
 #include <algorithm>
 #include <utility>
@@ -283,6 +284,20 @@ std::string Prefs::kindStyle() const {
 
 void Prefs::setKindStyle(std::string_view style) {
     setText(Key::kindStyle, style);
+}
+
+void Prefs::overrideKindStyle(std::string_view style) {
+    settings_.overrideText(Key::kindStyle, style);
+    tell(Key::kindStyle);
+}
+
+std::string Prefs::language() const {
+    return settings_.text(Key::language).value_or(std::string(Lang::system));
+}
+
+void Prefs::setLanguage(std::string_view choice) {
+    setText(Key::language, choice);
+    Lang::shared().setChoice(choice);
 }
 
 bool Prefs::onboardingDismissed() const {

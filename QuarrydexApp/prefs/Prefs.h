@@ -42,6 +42,7 @@ class Prefs {
         static constexpr std::string_view kindStyle = "kindStyle";
         static constexpr std::string_view showJunk = "showJunk";
         static constexpr std::string_view onboardingDismissed = "onboardingDismissed";
+        static constexpr std::string_view language = "language";
     };
 
     using Observer = std::function<void(std::string_view key)>;
@@ -130,6 +131,15 @@ class Prefs {
     /// Empty when unset.
     [[nodiscard]] std::string kindStyle() const;
     void setKindStyle(std::string_view style);
+
+    /// For this run only, whatever is stored.
+    void overrideKindStyle(std::string_view style);
+
+    /// "system" or a code of Lang::supported.
+    [[nodiscard]] std::string language() const;
+
+    /// Stores the choice and brings it into effect: see Lang::setChoice.
+    void setLanguage(std::string_view choice);
 
     [[nodiscard]] bool onboardingDismissed() const;
     void setOnboardingDismissed(bool dismissed);

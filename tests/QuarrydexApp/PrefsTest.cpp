@@ -1,4 +1,5 @@
 #include "QuarrydexApp/prefs/Prefs.h"
+#include "QuarrydexCore/text/Lang.h"
 
 #include "tests/fakes/FakeAppFolders.h"
 #include "tests/fakes/FakeMountTable.h"
@@ -30,6 +31,28 @@ struct Home {
     FakeSettings settings;
     Prefs prefs{settings, folders, mounts};
 };
+
+// --- One run and one language -------------------------------------------------------------------
+
+TEST(PrefsTest, AnOverriddenKindStyleIsNeverStored) {
+    Home home;
+    home.prefs.setKindStyle("icons");
+    home.prefs.overrideKindStyle("words");
+    EXPECT_EQ(home.prefs.kindStyle(), "words");
+    home.prefs.setShowJunk(true); // a write of the settings
+    EXPECT_EQ(home.settings.values()["kindStyle"], "icons");
+}
+
+TEST(PrefsTest, TheChosenLanguageIsStoredAndTakesEffectAtOnce) {
+    Home home;
+    EXPECT_EQ(home.prefs.language(), "system");
+    home.prefs.setLanguage("de");
+    EXPECT_EQ(home.prefs.language(), "de");
+    EXPECT_EQ(Lang::shared().code(), "de");
+    EXPECT_EQ(home.settings.values()["language"], "de");
+    home.prefs.setLanguage("system");
+    EXPECT_EQ(Lang::shared().choice(), "system");
+}
 
 // --- Unset and damaged --------------------------------------------------------------------------
 

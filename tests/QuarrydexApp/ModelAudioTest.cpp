@@ -1,0 +1,262 @@
+// Searching in tags, from the files on the disk to the results.
+
+#include "QuarrydexApp/model/Model.h"
+#include "QuarrydexApp/prefs/Prefs.h"
+
+#include "tests/fakes/FakeAppFolders.h"
+#include "tests/fakes/FakeChangeStream.h"
+#include "tests/fakes/FakeClock.h"
+#include "tests/fakes/FakeMountTable.h"
+#include "tests/fakes/FakeSettings.h"
+#include "tests/fakes/FakeVolumeInfo.h"
+#include "tests/support/AudioBytes.h"
+#include "tests/support/QtApplication.h"
+#include "tests/support/TempTree.h"
+
+#include <QEventLoop>
+#include <QTimer>
+
+#include <functional>
+#include <memory>
+#include <set>
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace quarrydex {
+
+namespace {
+
+using Paths = std::set<std::string>;
+
+constexpr std::int64_t longAgo = 1'600'000'000;
+
+/// Folders on the disk, each one a drive of a machine that is otherwise made of tables.
+class ModelAudioTest : public ::testing::Test {
+  protected:
+    ModelAudioTest() {
+        folders.dataPath = home.path("data");
+        folders.runtimePath = home.path("run");
+        volumes.volumes["/"] = {.uuid = "SYSTEM"};
+    }
+
+    void song(const std::string& rel, std::string_view artist, std::int64_t mtime = longAgo) {
+        tree.file(rel, bytes::id3Tag(4, bytes::id3Text(4, "TPE1", artist)) + bytes::mpegFrames(3));
+        tree.setTimes(rel, mtime);
+    }
+
+    /// Makes a drive of a folder of the tree.
+    void plugIn(const std::string& rel) {
+        volumes.volumes[tree.path(rel)] = {.uuid = rel};
+        plugged.push_back(aMount(plugged.size() + 1, tree.path(rel)));
+        mounts.set(plugged);
+    }
+
+    void unplug() {
+        plugged.pop_back();
+        mounts.set(plugged);
+    }
+
+    void start(ModelOptions options) {
+        options.prefs = &prefs;
+        model = std::make_unique<Model>(std::move(options),
+                                        Platform{systemPlatform().dirReader, clock, mounts, volumes,
+                                                 folders, settings, streams});
+        model->startScans();
+    }
+
+    /// Runs the event loop until that holds.
+    bool comesTo(const std::function<bool()>& holds) {
+        QEventLoop loop;
+        QTimer look;
+        QObject::connect(&look, &QTimer::timeout, &loop, [&] {
+            if (holds())
+                loop.quit();
+        });
+        look.start(1);
+        bool isLate = false;
+        QTimer::singleShot(20'000, &loop, [&] {
+            isLate = true;
+            loop.quit();
+        });
+        loop.exec();
+        return !isLate;
+    }
+
+    [[nodiscard]] Paths found() const {
+        Paths out;
+        const ResultSet& results = *model->results();
+        for (Row row : results.rows)
+            out.insert(results.vols[rowVolume(row)]
+                           ->index->path(rowEntry(row))
+                           .substr(tree.path().size() + 1));
+        return out;
+    }
+
+    bool comesToFind(const Paths& wanted) {
+        return comesTo([&] {
+            return model->results()->generation == model->generation() && found() == wanted;
+        });
+    }
+
+    bool comesToRest() {
+        return comesTo([&] { return !model->anyUpdating() && !model->anyAnalysing(); });
+    }
+
+    /// The signal that tells a watcher where its past ends, and one that names a folder.
+    void tell(const std::string& rel, std::uint32_t flags) {
+        streams.deliver({{tree.path(rel), flags, ++eventId}});
+    }
+
+    TempTree tree;
+    TempTree home;
+    FakeClock clock;
+    FakeMountTable mounts{{aMount(1, "/")}};
+    std::vector<Mount> plugged{aMount(1, "/")};
+    FakeVolumeInfo volumes;
+    FakeAppFolders folders;
+    FakeSettings settings;
+    FakeChangeStreams streams;
+    Prefs prefs{settings, folders, mounts};
+    std::uint64_t eventId = 100;
+    std::unique_ptr<Model> model;
+};
+
+} // namespace
+
+TEST_F(ModelAudioTest, FilesAreFoundByTheirTagsOnAllVolumes) {
+    song("a/one.mp3", "Sigur Rós");
+    song("b/two.mp3", "sigur ros");
+    song("b/sigur.mp3", "Another");
+    start({.roots = {tree.path("a"), tree.path("b")}});
+    ASSERT_TRUE(comesTo([&] { return !model->anyUpdating(); }));
+    model->analyseAudio();
+    ASSERT_TRUE(comesToRest());
+    model->setQuery("artist:sigur");
+    EXPECT_TRUE(comesToFind({"a/one.mp3", "b/two.mp3"}));
+    for (const auto& volume : model->volumes())
+        EXPECT_EQ(volume->audioDone, volume->audioTotal);
+    EXPECT_EQ(model->volumes()[1]->audioTotal, 2U);
+}
+
+TEST_F(ModelAudioTest, ResultsThatDependOnTagsFollowThemByThemselves) {
+    song("a/one.mp3", "Wanted");
+    start({.roots = {tree.path("a")}});
+    model->setQuery("artist:wanted"); // before there is a row
+    EXPECT_TRUE(comesToFind({"a/one.mp3"}));
+
+    // Rows that come in from elsewhere, as those of a running pass do.
+    const auto index = model->volumes()[0]->index;
+    ASSERT_TRUE(comesToRest());
+    AudioMeta meta;
+    meta.artist = "Nobody";
+    const EntryId id = rowEntry(model->results()->rows[0]);
+    const AudioTable::Analysed row{id, index->mtime(id), meta};
+    index->audio().upsert(std::span(&row, 1));
+    EXPECT_TRUE(comesToFind({}));
+
+    // A search that does not look into tags is left alone.
+    model->setQuery("one");
+    ASSERT_TRUE(comesToFind({"a/one.mp3"}));
+    const std::uint64_t before = model->generation();
+    const std::int64_t version = index->audioVersion();
+    index->audio().upsert(std::span(&row, 1));
+    ASSERT_TRUE(comesTo([&] { return model->volumes()[0]->lastAudioVersion > version; }));
+    EXPECT_EQ(model->generation(), before);
+}
+
+TEST_F(ModelAudioTest, NothingIsReadWhereTagsAreNotWanted) {
+    song("a/one.mp3", "Wanted");
+    start({.roots = {tree.path("a")}, .analysesAudio = false});
+    ASSERT_TRUE(comesTo([&] { return !model->anyUpdating(); }));
+    model->analyseAudio();
+    EXPECT_FALSE(model->anyAnalysing());
+    EXPECT_FALSE(model->volumes()[0]->audioRunning);
+    ASSERT_TRUE(comesTo([ticks = 0]() mutable { return ++ticks > 1200; })); // two ticks and more
+    EXPECT_EQ(model->volumes()[0]->index->audioVersion(), 0);
+
+    // The names are still found, the rows that are there too.
+    model->setQuery("one");
+    EXPECT_TRUE(comesToFind({"a/one.mp3"}));
+}
+
+TEST_F(ModelAudioTest, WatchedFileIsFoundUnderItsNewTags) {
+    song("stick/one.mp3", "Old");
+    plugIn("stick");
+    start({.roots = {tree.path("stick")}, .persist = true});
+    ASSERT_TRUE(comesTo([&] { return streams.isPlaying(); }));
+    tell("stick", ChangeFlags::historyDone);
+    model->setQuery("artist:new");
+    ASSERT_TRUE(comesToRest());
+    song("stick/one.mp3", "New", longAgo + 1);
+    song("stick/sub/two.mp3", "New");
+    tell("stick", 0);
+    ASSERT_TRUE(comesTo([&] { return clock.waiting() > 0; }));
+    clock.advance(60);
+    EXPECT_TRUE(comesToFind({"stick/one.mp3", "stick/sub/two.mp3"}));
+}
+
+TEST_F(ModelAudioTest, FileRetaggedWithinTheSecondThatItWasReadInIsReadAgain) {
+    song("a/one.mp3", "First", clock.now());
+    song("a/two.mp3", "First", clock.now() - 100);
+    start({.roots = {tree.path("a")}});
+    model->setQuery("artist:first");
+    ASSERT_TRUE(comesToFind({"a/one.mp3", "a/two.mp3"}));
+    ASSERT_TRUE(comesToRest());
+    song("a/one.mp3", "Other", clock.now()); // same size, same second
+    clock.advance(10);
+    EXPECT_TRUE(comesToFind({"a/two.mp3"}));
+    const auto index = model->volumes()[0]->index;
+    ASSERT_TRUE(comesToRest());
+    const std::int64_t version = index->audioVersion();
+    clock.advance(100);
+    ASSERT_TRUE(comesTo([ticks = 0]() mutable { return ++ticks > 1200; })); // two ticks and more
+    EXPECT_EQ(index->audioVersion(), version) << "once is enough";
+}
+
+TEST_F(ModelAudioTest, FileOfTheFutureIsNotReadOverAndOver) {
+    song("a/one.mp3", "Ahead", clock.now() + 1'000'000);
+    start({.roots = {tree.path("a")}});
+    ASSERT_TRUE(comesToRest());
+    ASSERT_TRUE(comesTo([&] { return model->volumes()[0]->audioDone == 1; }));
+    const auto index = model->volumes()[0]->index;
+    clock.advance(10);
+    ASSERT_TRUE(comesTo([ticks = 0]() mutable { return ++ticks > 1200; }));
+    const std::int64_t version = index->audioVersion();
+    clock.advance(10);
+    ASSERT_TRUE(comesTo([ticks = 0]() mutable { return ++ticks > 1200; }));
+    EXPECT_EQ(index->audioVersion(), version);
+}
+
+TEST_F(ModelAudioTest, PassThatEndedWithItsDriveIsMadeUpForWhenThatIsBack) {
+    for (int i = 0; i < 3'000; ++i) // what the stick's pass stands behind
+        tree.hardLink("disk/" + std::to_string(i) + ".mp3",
+                      i == 0 ? (song("disk/first.mp3", "Busy"), "disk/first.mp3")
+                             : "disk/first.mp3");
+    song("stick/one.mp3", "Wanted");
+    plugIn("stick");
+    start({.roots = {tree.path("disk"), tree.path("stick")}, .persist = true});
+    ASSERT_TRUE(comesTo([&] { return streams.isPlaying() && streams.opened().size() == 2; }));
+    tell("disk", ChangeFlags::historyDone);
+    tell("stick", ChangeFlags::historyDone);
+    const auto stick = [&] { return model->volumes()[1]; };
+    ASSERT_TRUE(comesTo([&] {
+        for (const auto& volume : model->volumes())
+            if (volume->scanning)
+                return false;
+        model->analyseAudio();
+        unplug();
+        return true;
+    }));
+    ASSERT_TRUE(comesTo([&] { return stick()->offline; }));
+    ASSERT_TRUE(comesTo([&] { return !stick()->audioRunning; }));
+    plugIn("stick");
+    ASSERT_TRUE(comesTo([&] { return !stick()->offline && streams.isPlaying(); }));
+    tell("stick", ChangeFlags::historyDone);
+    ASSERT_TRUE(comesTo([&] { return !model->anyUpdating(); }));
+    clock.advance(10);
+    model->setQuery("artist:wanted");
+    EXPECT_TRUE(comesToFind({"stick/one.mp3"}));
+}
+
+} // namespace quarrydex

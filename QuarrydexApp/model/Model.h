@@ -213,7 +213,7 @@ class Model : public QObject {
     void audioProgressed(VolumeState& volume, std::size_t done, std::size_t total);
     void audioFinished(VolumeState& volume, std::uint64_t tookNs, std::vector<EntryId> unsettled);
     static void forgetUnsettled(VolumeState& volume);
-    static void cancelAudio(const VolumeState& volume);
+    static void cancelAudio(VolumeState& volume);
     void sortPrepared(SortKey key);
     void startSearch(bool resetScroll, bool ordersArePrepared);
     std::uint64_t beginGeneration() QDX_EXCLUDES(genLock_);

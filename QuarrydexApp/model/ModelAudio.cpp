@@ -57,7 +57,8 @@ void Model::maintainAudio(const VolumePtr& volume) {
 void Model::startAudio(const VolumePtr& volume) {
     const std::weak_ptr weak(volume);
     auto indexer = std::make_shared<AudioIndexer>(volume->index, readers());
-    indexer->settledBefore = platform_.clock.now() - settlingTime;
+    indexer->now = platform_.clock.now();
+    indexer->settledBefore = indexer->now - settlingTime;
     indexer->onProgress = [this, weak](const AudioIndexer::Progress& progress) {
         onMain(weak, [this, progress](const VolumePtr& held) {
             audioProgressed(*held, progress.done, progress.total);
@@ -104,9 +105,11 @@ void Model::forgetUnsettled(VolumeState& volume) {
         AudioIndexer::readAgain(*volume.index, std::exchange(volume.unsettledAudio, {}));
 }
 
-void Model::cancelAudio(const VolumeState& volume) {
-    if (volume.audioIndexer)
-        volume.audioIndexer->cancel();
+void Model::cancelAudio(VolumeState& volume) {
+    if (!volume.audioIndexer)
+        return;
+    volume.audioIndexer->cancel();
+    volume.audioSig = -1; // the rest is for the next pass
 }
 
 } // namespace quarrydex

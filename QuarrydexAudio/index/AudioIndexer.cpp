@@ -162,7 +162,7 @@ AudioTable::Analysed AudioIndexer::analyse(EntryId id) const {
 
 void AudioIndexer::add(AudioTable::Analysed row, const Pending& work) {
     MutexLock held(lock_);
-    if (row.mtime >= settledBefore)
+    if (row.mtime >= settledBefore && row.mtime <= now)
         unsettled_.push_back(row.entry);
     results_.push_back(std::move(row));
     if (Clock::now() >= storeAt_)

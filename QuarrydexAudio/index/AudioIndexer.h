@@ -53,6 +53,9 @@ class AudioIndexer {
     /// the second that its time tells: it is named by unsettled().
     std::int64_t settledBefore = std::numeric_limits<std::int64_t>::max();
 
+    /// A file whose time is later than this has it from somewhere else: it counts as settled.
+    std::int64_t now = std::numeric_limits<std::int64_t>::max();
+
     /// Such files that the last run has read.
     [[nodiscard]] std::vector<EntryId> unsettled() const QDX_EXCLUDES(lock_);
 

@@ -31,7 +31,7 @@ using Paths = std::set<std::string>;
 
 constexpr std::int64_t longAgo = 1'600'000'000;
 
-/// Folders on the disk, each one a drive of a machine that is otherwise made of tables.
+/// Folders on the disk, on a machine that is otherwise made of tables.
 class ModelAudioTest : public ::testing::Test {
   protected:
     ModelAudioTest() {
@@ -43,18 +43,6 @@ class ModelAudioTest : public ::testing::Test {
     void song(const std::string& rel, std::string_view artist, std::int64_t mtime = longAgo) {
         tree.file(rel, bytes::id3Tag(4, bytes::id3Text(4, "TPE1", artist)) + bytes::mpegFrames(3));
         tree.setTimes(rel, mtime);
-    }
-
-    /// Makes a drive of a folder of the tree.
-    void plugIn(const std::string& rel) {
-        volumes.volumes[tree.path(rel)] = {.uuid = rel};
-        plugged.push_back(aMount(plugged.size() + 1, tree.path(rel)));
-        mounts.set(plugged);
-    }
-
-    void unplug() {
-        plugged.pop_back();
-        mounts.set(plugged);
     }
 
     void start(ModelOptions options) {
@@ -103,7 +91,7 @@ class ModelAudioTest : public ::testing::Test {
         return comesTo([&] { return !model->anyUpdating() && !model->anyAnalysing(); });
     }
 
-    /// The signal that tells a watcher where its past ends, and one that names a folder.
+    /// Lets the watcher hear of a folder.
     void tell(const std::string& rel, std::uint32_t flags) {
         streams.deliver({{tree.path(rel), flags, ++eventId}});
     }
@@ -112,7 +100,6 @@ class ModelAudioTest : public ::testing::Test {
     TempTree home;
     FakeClock clock;
     FakeMountTable mounts{{aMount(1, "/")}};
-    std::vector<Mount> plugged{aMount(1, "/")};
     FakeVolumeInfo volumes;
     FakeAppFolders folders;
     FakeSettings settings;
@@ -181,19 +168,18 @@ TEST_F(ModelAudioTest, NothingIsReadWhereTagsAreNotWanted) {
 }
 
 TEST_F(ModelAudioTest, WatchedFileIsFoundUnderItsNewTags) {
-    song("stick/one.mp3", "Old");
-    plugIn("stick");
-    start({.roots = {tree.path("stick")}, .persist = true});
+    song("watched/one.mp3", "Old");
+    start({.roots = {tree.path("watched")}, .persist = true});
     ASSERT_TRUE(comesTo([&] { return streams.isPlaying(); }));
-    tell("stick", ChangeFlags::historyDone);
+    tell("watched", ChangeFlags::historyDone);
     model->setQuery("artist:new");
     ASSERT_TRUE(comesToRest());
-    song("stick/one.mp3", "New", longAgo + 1);
-    song("stick/sub/two.mp3", "New");
-    tell("stick", 0);
+    song("watched/one.mp3", "New", longAgo + 1);
+    song("watched/sub/two.mp3", "New");
+    tell("watched", 0);
     ASSERT_TRUE(comesTo([&] { return clock.waiting() > 0; }));
     clock.advance(60);
-    EXPECT_TRUE(comesToFind({"stick/one.mp3", "stick/sub/two.mp3"}));
+    EXPECT_TRUE(comesToFind({"watched/one.mp3", "watched/sub/two.mp3"}));
 }
 
 TEST_F(ModelAudioTest, FileRetaggedWithinTheSecondThatItWasReadInIsReadAgain) {
@@ -212,51 +198,6 @@ TEST_F(ModelAudioTest, FileRetaggedWithinTheSecondThatItWasReadInIsReadAgain) {
     clock.advance(100);
     ASSERT_TRUE(comesTo([ticks = 0]() mutable { return ++ticks > 1200; })); // two ticks and more
     EXPECT_EQ(index->audioVersion(), version) << "once is enough";
-}
-
-TEST_F(ModelAudioTest, FileOfTheFutureIsNotReadOverAndOver) {
-    song("a/one.mp3", "Ahead", clock.now() + 1'000'000);
-    start({.roots = {tree.path("a")}});
-    ASSERT_TRUE(comesToRest());
-    ASSERT_TRUE(comesTo([&] { return model->volumes()[0]->audioDone == 1; }));
-    const auto index = model->volumes()[0]->index;
-    clock.advance(10);
-    ASSERT_TRUE(comesTo([ticks = 0]() mutable { return ++ticks > 1200; }));
-    const std::int64_t version = index->audioVersion();
-    clock.advance(10);
-    ASSERT_TRUE(comesTo([ticks = 0]() mutable { return ++ticks > 1200; }));
-    EXPECT_EQ(index->audioVersion(), version);
-}
-
-TEST_F(ModelAudioTest, PassThatEndedWithItsDriveIsMadeUpForWhenThatIsBack) {
-    for (int i = 0; i < 3'000; ++i) // what the stick's pass stands behind
-        tree.hardLink("disk/" + std::to_string(i) + ".mp3",
-                      i == 0 ? (song("disk/first.mp3", "Busy"), "disk/first.mp3")
-                             : "disk/first.mp3");
-    song("stick/one.mp3", "Wanted");
-    plugIn("stick");
-    start({.roots = {tree.path("disk"), tree.path("stick")}, .persist = true});
-    ASSERT_TRUE(comesTo([&] { return streams.isPlaying() && streams.opened().size() == 2; }));
-    tell("disk", ChangeFlags::historyDone);
-    tell("stick", ChangeFlags::historyDone);
-    const auto stick = [&] { return model->volumes()[1]; };
-    ASSERT_TRUE(comesTo([&] {
-        for (const auto& volume : model->volumes())
-            if (volume->scanning)
-                return false;
-        model->analyseAudio();
-        unplug();
-        return true;
-    }));
-    ASSERT_TRUE(comesTo([&] { return stick()->offline; }));
-    ASSERT_TRUE(comesTo([&] { return !stick()->audioRunning; }));
-    plugIn("stick");
-    ASSERT_TRUE(comesTo([&] { return !stick()->offline && streams.isPlaying(); }));
-    tell("stick", ChangeFlags::historyDone);
-    ASSERT_TRUE(comesTo([&] { return !model->anyUpdating(); }));
-    clock.advance(10);
-    model->setQuery("artist:wanted");
-    EXPECT_TRUE(comesToFind({"stick/one.mp3"}));
 }
 
 } // namespace quarrydex

@@ -1,5 +1,6 @@
 // Runs the built program as a user or a script would.
 
+#include "tests/support/AudioBytes.h"
 #include "tests/support/Program.h"
 #include "tests/support/TempTree.h"
 
@@ -213,6 +214,136 @@ TEST_F(HeadlessTest, NoLocaleDisturbsTheOutput) {
             search({"--list", "size:>=0.1k ext:mp3"}, {.environment = {{"LC_ALL", locale}}});
         EXPECT_EQ(outcome.out, lines({"music/One.mp3"})) << locale;
         EXPECT_EQ(outcome.err, "") << locale;
+    }
+}
+
+// --- Music --------------------------------------------------------------------------------------
+
+namespace {
+
+std::string mp3(std::string_view artist, std::string_view title, std::size_t frames = 200) {
+    return bytes::id3Tag(4, bytes::id3Text(4, "TPE1", artist) + bytes::id3Text(4, "TIT2", title)) +
+           bytes::mpegFrames(frames);
+}
+
+/// As long as so many frames of an MP3, and of more bytes than the finder's smallest.
+std::string flac(std::string_view artist, std::string_view title, std::size_t frames = 200) {
+    const std::vector<std::string> texts = {"ARTIST=" + std::string(artist),
+                                            "TITLE=" + std::string(title)};
+    return "fLaC" + bytes::flacBlock(0, bytes::streamInfo({.samples = frames * 1152})) +
+           bytes::flacBlock(4, bytes::comments(texts), {.isLast = true}) + bytes::zeros(50'000);
+}
+
+} // namespace
+
+TEST_F(HeadlessTest, FilesAreFoundByTheirTagsAtOnce) {
+    tree.file("tagged/one.mp3", mp3("Sigur Rós", "Hoppípolla"));
+    tree.file("tagged/two.flac", flac("sigur ros", "Untitled"));
+    tree.file("tagged/three.mp3", mp3("Someone", "Else", 20));
+
+    const struct {
+        const char* query;
+        std::vector<std::string> names;
+    } cases[] = {
+        {"artist:sigur", {"tagged/one.mp3", "tagged/two.flac"}},
+        {"artist:\"sigur ros\" codec:flac", {"tagged/two.flac"}},
+        {"ext:mp3 title:else", {"tagged/three.mp3"}},
+        {"artist:sigur | title:else", {"tagged/one.mp3", "tagged/three.mp3", "tagged/two.flac"}},
+        {"artist:nobody", {}},
+    };
+
+    for (const auto& c : cases) {
+        const Outcome outcome = search({"--list", c.query});
+        EXPECT_EQ(outcome.out, lines(c.names)) << c.query;
+        EXPECT_EQ(outcome.status, c.names.empty() ? 1 : 0) << c.query;
+        EXPECT_EQ(outcome.err, "");
+    }
+}
+
+TEST_F(HeadlessTest, JsonTellsWhatIsKnownOfAudio) {
+    tree.file("tagged/one.mp3", mp3("Some\"one\xFF", "T"));
+    tree.file("tagged/one.flac", flac("B", "\xC3\x9C", 500));
+    tree.file("tagged/one.txt", "text");
+    for (const char* query : {"one ext:mp3,flac,txt", "one ext:mp3,flac,txt | artist:nobody"}) {
+        std::vector<json> objects;
+        for (const std::string& line :
+             split(search({"--list", query, "--json", "--sort", "path"}).out, '\n'))
+            objects.push_back(json::parse(line));
+        ASSERT_EQ(objects.size(), 4U) << query;
+        EXPECT_FALSE(objects[0].contains("audio")) << "an MP3 of nothing but zeros";
+        EXPECT_EQ(objects[1]["audio"],
+                  json::parse(R"({"durationMs": 13061, "bitrateKbps": 31, "sampleRate": 44100,
+                                  "bits": 16, "channels": 2, "codec": "flac", "vbr": false,
+                                  "bpm10": 0, "year": 0, "artist": "B", "title": "Ü", "album": "",
+                                  "genre": "", "key": ""})"));
+        EXPECT_EQ(objects[2]["audio"]["artist"], "Some\"oneÿ") << "ISO-8859-1";
+        EXPECT_EQ(objects[2]["audio"]["codec"], "mp3");
+        EXPECT_FALSE(objects[3].contains("audio"));
+    }
+}
+
+TEST_F(HeadlessTest, DuplicatesAreListedWithTheOneToKeep) {
+    tree.file("a/song.flac", flac("Band", "Song"));
+    tree.file("b/song.mp3", mp3("band", "song"));
+    tree.file("c/same.mp3", mp3("Other", "Same"));
+    tree.file("d/same copy.mp3", mp3("Other", "Same"));
+    tree.file("e/alone.mp3", mp3("Band", "Another"));
+    for (const char* name : {"a/song.flac", "b/song.mp3", "c/same.mp3", "d/same copy.mp3"})
+        tree.setTimes(name, ++time);
+
+    const Outcome csv = search({"--duplicates", "csv"});
+    EXPECT_EQ(csv.status, 0);
+    EXPECT_EQ(csv.err, "");
+    std::vector<std::string> told;
+    for (const std::string& line : split(csv.out, '\n'))
+        if (const std::size_t at = line.find("\"" + tree.path()); at != std::string::npos)
+            told.push_back(line.substr(2, at - 2) +
+                           line.substr(at + tree.path().size() + 2,
+                                       line.find('"', at + 1) - at - tree.path().size() - 2));
+    std::ranges::sort(told);
+    EXPECT_EQ(told, (std::vector<std::string>{
+                        "identical,,keep,c/same.mp3", "identical,,surplus,d/same copy.mp3",
+                        "sameSong,,keep,a/song.flac", "sameSong,,surplus,b/song.mp3"}));
+
+    const struct {
+        const char* list;
+        std::vector<std::string> names;
+    } lists[] = {
+        {"m3u-surplus", {"b/song.mp3", "d/same copy.mp3"}},
+        {"m3u-keep", {"a/song.flac", "c/same.mp3"}},
+        {"m3u-all", {"a/song.flac", "b/song.mp3", "c/same.mp3", "d/same copy.mp3"}},
+    };
+
+    for (const auto& list : lists) {
+        const Outcome outcome = search({"--duplicates", list.list});
+        EXPECT_EQ(outcome.status, 0);
+        std::vector<std::string> found;
+        for (const std::string& line : split(outcome.out, '\n'))
+            if (line.starts_with('/'))
+                found.push_back(line.substr(tree.path().size() + 1));
+        std::ranges::sort(found);
+        EXPECT_EQ(found, list.names) << list.list;
+    }
+
+    // By stages, sizes and extensions that leave one pair or none.
+    EXPECT_EQ(search({"--duplicates", "m3u-all", "--stages", "sameSong", "--types", "flac"}).status,
+              1);
+    EXPECT_EQ(search({"--duplicates", "csv", "--min-size", "1000000"}).status, 1);
+    const std::string songs =
+        search({"--duplicates", "csv", "--stages", "size,quickHash,fullHash"}).out;
+    EXPECT_EQ(songs.find("sameSong"), std::string::npos) << songs;
+    EXPECT_NE(songs.find("identical"), std::string::npos) << songs;
+}
+
+TEST_F(HeadlessTest, NoDuplicatesIsSaidAndIsNoHit) {
+    tree.file("e/alone.mp3", mp3("Band", "Another"));
+    tree.hardLink("e/same file.mp3", "e/alone.mp3");
+    tree.link("e/link.mp3", "alone.mp3");
+    for (const char* list : {"m3u-surplus", "csv"}) {
+        const Outcome outcome = search({"--duplicates", list});
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_EQ(outcome.err, "No duplicates found.\n");
+        EXPECT_EQ(outcome.out.find(tree.path()), std::string::npos) << outcome.out;
     }
 }
 

@@ -1,5 +1,6 @@
 // The built program over several runs: what it keeps, what it catches up with, and what it follows.
 
+#include "tests/support/AudioBytes.h"
 #include "tests/support/FileStorm.h"
 #include "tests/support/Program.h"
 #include "tests/support/TempTree.h"
@@ -30,8 +31,8 @@ class PersistTest : public ::testing::Test {
         tree.file("gone/deep/three.mp3");
     }
 
-    Outcome list(std::vector<std::string> arguments = {}) {
-        arguments.insert(arguments.begin(), {"--root", tree.path(), "--list", "mp3"});
+    Outcome list(std::vector<std::string> arguments = {}, const std::string& query = "mp3") {
+        arguments.insert(arguments.begin(), {"--root", tree.path(), "--list", query});
         return runProgram(QDX_PROGRAM, arguments, {.home = home.path()});
     }
 
@@ -51,20 +52,35 @@ class PersistTest : public ::testing::Test {
         return kinds;
     }
 
+    /// A song whose size depends on the artist's length alone.
+    void song(const std::string& rel, std::string_view artist, std::int64_t mtime) {
+        tree.file(rel, bytes::id3Tag(4, bytes::id3Text(4, "TPE1", artist)) + bytes::mpegFrames(3));
+        tree.setTimes(rel, mtime);
+    }
+
+    /// Overwrites it with what is no audio, which nobody sees who does not open it.
+    void spoil(const std::string& rel, std::int64_t mtime) {
+        const auto size = std::filesystem::file_size(tree.path(rel));
+        tree.file(rel, std::string(size, 'x'));
+        tree.setTimes(rel, mtime);
+    }
+
     TempTree tree;
     TempTree home;
+    const std::int64_t longAgo = 1'600'000'000;
 };
 
 /// Asks until the answer holds just these paths; as long as the program is given to show a change.
 class Asker {
   public:
-    explicit Asker(RunningProgram& program) : program_(program) {}
+    explicit Asker(RunningProgram& program, std::string query = "mp3")
+        : program_(program), request_(json{{"query", std::move(query)}}.dump()) {}
 
     bool comesToHold(std::set<std::string> wanted) {
         using namespace std::chrono_literals;
         const auto end = std::chrono::steady_clock::now() + 30s;
         while (std::chrono::steady_clock::now() < end) {
-            program_.writeLine(R"({"query":"mp3"})");
+            program_.writeLine(request_);
             const auto line = program_.readLine();
             if (!line)
                 return false;
@@ -78,6 +94,7 @@ class Asker {
 
   private:
     RunningProgram& program_;
+    const std::string request_;
 };
 
 } // namespace
@@ -210,6 +227,71 @@ TEST_F(PersistTest, StartUpIsMeasuredFromTheSavedCatalogue) {
     const std::string saved = runProgram(QDX_PROGRAM, arguments, {.home = home.path()}).out;
     EXPECT_NE(saved.find(" rows (" + name + "= snapshot)\n"), std::string::npos) << saved;
     EXPECT_TRUE(saved.starts_with("startup: ")) << saved;
+}
+
+// --- Music --------------------------------------------------------------------------------------
+
+TEST_F(PersistTest, TagsAreReadOnceAndKept) {
+    song("music/a.mp3", "First", longAgo);
+    song("music/b.mp3", "Second", longAgo);
+    EXPECT_EQ(list({}, "artist:first").out, lines({"music/a.mp3"}));
+    spoil("music/a.mp3", longAgo);
+    EXPECT_EQ(list({}, "artist:first").out, lines({"music/a.mp3"})) << "it was read again";
+    const Outcome shown = list({"--json"}, "a.mp3");
+    EXPECT_EQ(json::parse(shown.out)["audio"]["artist"], "First");
+
+    // A file that changed is read, the others are not.
+    spoil("music/b.mp3", longAgo);
+    song("music/a.mp3", "Third", longAgo + 1);
+    song("empty/c.mp3", "First", longAgo);
+    EXPECT_EQ(list({}, "artist:first").out, lines({"empty/c.mp3"}));
+    EXPECT_EQ(list({}, "artist:second | artist:third").out, lines({"music/a.mp3", "music/b.mp3"}));
+    EXPECT_EQ(savedFiles(), (std::multiset<std::string>{".aud", ".idx"}));
+}
+
+TEST_F(PersistTest, WhatJsonReadIsKeptToo) {
+    song("music/a.mp3", "First", longAgo);
+    song("music/b.mp3", "First", longAgo);
+    EXPECT_EQ(json::parse(list({"--json"}, "a.mp3").out)["audio"]["artist"], "First");
+    spoil("music/a.mp3", longAgo);
+    EXPECT_EQ(list({}, "artist:first").out, lines({"music/a.mp3", "music/b.mp3"}));
+}
+
+TEST_F(PersistTest, ARunningProgramFindsRetaggedFilesUnderTheirNewTags) {
+    song("music/a.mp3", "First", longAgo);
+    song("music/b.mp3", "First", longAgo);
+    RunningProgram program(QDX_PROGRAM, {"--root", tree.path(), "--batch"}, {.home = home.path()});
+    Asker first(program, "artist:first");
+    Asker second(program, "artist:second");
+    ASSERT_TRUE(first.comesToHold({tree.path("music/a.mp3"), tree.path("music/b.mp3")}));
+    song("music/a.mp3", "Second", longAgo + 1);
+    song("empty/c.mp3", "Second", longAgo);
+    tree.rename("music/b.mp3", "empty/d.mp3");
+    EXPECT_TRUE(second.comesToHold({tree.path("music/a.mp3"), tree.path("empty/c.mp3")}));
+    EXPECT_TRUE(first.comesToHold({tree.path("empty/d.mp3")}));
+    program.signal(SIGTERM);
+    EXPECT_EQ(program.wait(), 0);
+
+    // All of it was saved.
+    for (const char* name : {"music/a.mp3", "empty/c.mp3", "empty/d.mp3"})
+        spoil(name, std::string(name) == "music/a.mp3" ? longAgo + 1 : longAgo);
+    EXPECT_EQ(list({}, "artist:first | artist:second").out,
+              lines({"music/a.mp3", "empty/c.mp3", "empty/d.mp3"}));
+}
+
+TEST_F(PersistTest, DuplicatesAreFoundFromKeptTags) {
+    song("music/a.mp3", "First", longAgo);
+    song("empty/a.mp3", "First", longAgo);
+    const std::vector<std::string> arguments = {"--root", tree.path(), "--duplicates",
+                                                "m3u-surplus"};
+    const Launch launch{.home = home.path()};
+    const Outcome fresh = runProgram(QDX_PROGRAM, arguments, launch);
+    EXPECT_EQ(fresh.status, 0);
+    EXPECT_NE(fresh.out.find(tree.path()), std::string::npos);
+    const Outcome again = runProgram(QDX_PROGRAM, arguments, launch);
+    EXPECT_EQ(again.out, fresh.out);
+    tree.remove("empty/a.mp3");
+    EXPECT_EQ(runProgram(QDX_PROGRAM, arguments, launch).status, 1);
 }
 
 } // namespace quarrydex

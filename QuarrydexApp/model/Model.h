@@ -174,7 +174,8 @@ class Model : public QObject {
     void reconcile(const VolumePtr& volume);
     void reconciled(const VolumePtr& volume, const RefreshStats& stats);
     void saveSnapshot(VolumeState& volume, bool sync);
-    bool isSaveDue(const VolumeState& volume) const;
+    [[nodiscard]] bool isSaveDue(const VolumeState& volume) const;
+    [[nodiscard]] static bool hasNews(const VolumeState& volume);
     void dropWatcher(VolumeState& volume);
     void retire(VolumeState& volume);
     /// Calls f on the main thread if the volume is still the model's by then. Any thread.
@@ -211,8 +212,7 @@ class Model : public QObject {
     void maintainAudio(const VolumePtr& volume);
     void startAudio(const VolumePtr& volume);
     void audioProgressed(VolumeState& volume, std::size_t done, std::size_t total);
-    void audioFinished(VolumeState& volume, std::uint64_t tookNs, std::vector<EntryId> unsettled);
-    static void forgetUnsettled(VolumeState& volume);
+    void audioFinished(VolumeState& volume, std::uint64_t tookNs, bool hasUnsettled);
     static void cancelAudio(VolumeState& volume);
     void sortPrepared(SortKey key);
     void startSearch(bool resetScroll, bool ordersArePrepared);

@@ -2,7 +2,6 @@
 #include "QuarrydexCore/base/ParallelFor.h"
 
 #include <algorithm>
-#include <utility>
 
 namespace quarrydex {
 
@@ -16,10 +15,6 @@ unsigned readers() {
 /// A pass that finds nothing to do still looks at every entry: on a drive that changes all the time
 /// this share of one core goes to it at most.
 constexpr std::uint64_t passShare = 50;
-
-/// A file may change again within the second that its time tells, and a little later on file
-/// systems whose times are coarse.
-constexpr std::int64_t settlingTime = 2;
 
 } // namespace
 
@@ -57,14 +52,12 @@ void Model::maintainAudio(const VolumePtr& volume) {
 void Model::startAudio(const VolumePtr& volume) {
     const std::weak_ptr weak(volume);
     auto indexer = std::make_shared<AudioIndexer>(volume->index, readers());
-    indexer->now = platform_.clock.now();
-    indexer->settledBefore = indexer->now - settlingTime;
+    indexer->beginAt(platform_.clock.now());
     indexer->onProgress = [this, weak](const AudioIndexer::Progress& progress) {
         onMain(weak, [this, progress](const VolumePtr& held) {
             audioProgressed(*held, progress.done, progress.total);
         });
     };
-    forgetUnsettled(*volume);
     volume->audioSig = volume->index->mutations();
     volume->audioAgainAt = VolumeState::neverAgain;
     volume->audioRunning = true;
@@ -75,7 +68,7 @@ void Model::startAudio(const VolumePtr& volume) {
         const std::uint64_t looked = platform_.clock.monotonicNs();
         indexer->run(work);
         onMain(weak, [this, took = looked - begin, indexer](const VolumePtr& held) {
-            audioFinished(*held, took, indexer->unsettled());
+            audioFinished(*held, took, indexer->hasUnsettled());
         });
     });
 }
@@ -87,22 +80,13 @@ void Model::audioProgressed(VolumeState& volume, std::size_t done, std::size_t t
 }
 
 /// `tookNs`: finding out what there was to read.
-void Model::audioFinished(VolumeState& volume,
-                          std::uint64_t tookNs,
-                          std::vector<EntryId> unsettled) {
+void Model::audioFinished(VolumeState& volume, std::uint64_t tookNs, bool hasUnsettled) {
     volume.audioRunning = false;
     volume.audioIndexer.reset();
     volume.audioNotBefore = platform_.clock.monotonicNs() + passShare * tookNs;
-    if (!unsettled.empty())
-        volume.audioAgainAt = platform_.clock.now() + settlingTime + 1;
-    volume.unsettledAudio = std::move(unsettled);
+    if (hasUnsettled)
+        volume.audioAgainAt = platform_.clock.now() + AudioIndexer::settlingTime + 1;
     Q_EMIT volumesChanged();
-}
-
-/// Before the table is saved, and before the pass that reads these files again.
-void Model::forgetUnsettled(VolumeState& volume) {
-    if (!volume.unsettledAudio.empty())
-        AudioIndexer::readAgain(*volume.index, std::exchange(volume.unsettledAudio, {}));
 }
 
 void Model::cancelAudio(VolumeState& volume) {

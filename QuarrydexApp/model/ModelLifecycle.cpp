@@ -362,7 +362,6 @@ void Model::saveSnapshot(VolumeState& volume, bool sync) {
                       .savedAt = platform_.clock.now(),
                       .exclHash = volume.configHash};
     volume.lastSave = info.savedAt;
-    forgetUnsettled(volume);
     const auto save = [index = volume.index, path = volume.snapshotPath, info, lock = volume.lock] {
         try {
             if (index->hasUnsavedChanges())
@@ -377,6 +376,11 @@ void Model::saveSnapshot(VolumeState& volume, bool sync) {
         save();
     else
         volume.bg->post(save);
+}
+
+/// Memory knows something that the volume's files do not.
+bool Model::hasNews(const VolumeState& volume) {
+    return volume.index->hasUnsavedChanges() || volume.index->hasUnsavedAudio();
 }
 
 /// The volume was saved long enough ago that another save is worth its writing. A single list or
@@ -394,8 +398,7 @@ void Model::saveAll() {
         volume->bg->drain(); // a save that is under way
         const bool isDue =
             options_.watches || isSaveDue(*volume) || volume->index->hasUnsavedAudio();
-        const bool hasNews = volume->index->hasUnsavedChanges() || volume->index->hasUnsavedAudio();
-        if (isDue && hasNews && !volume->offline)
+        if (isDue && hasNews(*volume) && !volume->offline)
             saveSnapshot(*volume, true);
     }
     retireQueue_.drain(); // the last saves of volumes that were dropped
@@ -460,9 +463,7 @@ void Model::maintain(const VolumePtr& volume) {
     if (!volume->watcher && !volume->updating && !volume->failure &&
         now - volume->lastReconcile > reconcilePeriod)
         reconcile(volume);
-    const bool hasNews = volume->index->hasUnsavedChanges() ||
-                         (volume->index->hasUnsavedAudio() && !volume->audioRunning);
-    if (hasNews && isSaveDue(*volume))
+    if (hasNews(*volume) && isSaveDue(*volume))
         saveSnapshot(*volume, false);
 }
 

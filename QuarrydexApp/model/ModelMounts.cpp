@@ -221,7 +221,7 @@ void Model::removeVolume(const VolumePtr& volume) {
         goOffline(*volume);
         return;
     }
-    if (!volume->scanning && volume->bg && volume->index->hasUnsavedChanges())
+    if (!volume->scanning && volume->bg && hasNews(*volume))
         saveSnapshot(*volume, false);
     dropVolume(volume);
     runSearch(false);
@@ -230,7 +230,7 @@ void Model::removeVolume(const VolumePtr& volume) {
 /// What the watcher has not applied yet is not: the root shows something else by now. Coming back
 /// catches up.
 void Model::goOffline(VolumeState& volume) {
-    if (volume.index->hasUnsavedChanges())
+    if (hasNews(volume))
         saveSnapshot(volume, false);
     retire(volume);
     volume.offline = true;

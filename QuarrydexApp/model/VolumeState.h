@@ -57,8 +57,7 @@ struct VolumeState {
     std::int64_t audioSig = -1;                 ///< mutations of the index that a pass has seen
     std::int64_t lastAudioVersion{};            ///< rows that results were last made with
     std::uint64_t audioNotBefore{};             ///< monotonic ns: passes keep a distance
-    std::vector<EntryId> unsettledAudio;        ///< files that were read while they were new …
-    std::int64_t audioAgainAt = neverAgain;     ///< … and are again then (seconds since 1970)
+    std::int64_t audioAgainAt = neverAgain;     ///< seconds since 1970: new files have settled
     bool audioRunning{};
     std::size_t audioDone{}; ///< files, of audioTotal
     std::size_t audioTotal{};

@@ -57,7 +57,7 @@ std::optional<AudioMeta> Candidates::meta(CandId id) const {
     const Cand& cand = cands_[id];
     const AudioTable::Cols& audio = *volumes_[cand.vol].audio;
     const std::optional<std::size_t> row = AudioTable::row(cand.entry, audio);
-    if (!row || audio.mtime[*row] != cand.mtime)
+    if (!row || (audio.mtime[*row] != cand.mtime && audio.mtime[*row] != AudioTable::noTime))
         return std::nullopt;
     AudioMeta meta = AudioTable::meta(audio, *row);
     return meta.isEmpty() ? std::nullopt : std::optional(std::move(meta));

@@ -25,9 +25,6 @@ constexpr int batchShare = 10;
 constexpr std::uint8_t noFile =
     EntryFlags::dir | EntryFlags::junk | EntryFlags::root | EntryFlags::deleted;
 
-/// The row time of a file that is to be read again, which no file that has just changed has itself.
-constexpr std::uint32_t noTime = 0;
-
 } // namespace
 
 /// Tells which entries are audio files, and which of these have to be read.
@@ -96,7 +93,7 @@ std::size_t AudioIndexer::run(const Pending& work) {
         MutexLock held(lock_);
         next_ = 0;
         stored_ = 0;
-        unsettled_.clear();
+        hasUnsettled_ = false;
         storeAt_ = Clock::now() + batchPeriod;
     }
     if (!work.todo.empty()) {
@@ -115,17 +112,9 @@ std::size_t AudioIndexer::run(const Pending& work) {
     return stored_;
 }
 
-std::vector<EntryId> AudioIndexer::unsettled() const {
+bool AudioIndexer::hasUnsettled() const {
     MutexLock held(lock_);
-    return unsettled_;
-}
-
-void AudioIndexer::readAgain(VolumeIndex& index, std::span<const EntryId> files) {
-    std::vector<AudioTable::Analysed> rows;
-    for (EntryId id : files)
-        if (auto meta = index.audio().meta(id))
-            rows.push_back({.entry = id, .mtime = noTime, .meta = *std::move(meta)});
-    index.audio().upsert(rows);
+    return hasUnsettled_;
 }
 
 void AudioIndexer::cancel() {
@@ -162,8 +151,10 @@ AudioTable::Analysed AudioIndexer::analyse(EntryId id) const {
 
 void AudioIndexer::add(AudioTable::Analysed row, const Pending& work) {
     MutexLock held(lock_);
-    if (row.mtime >= settledBefore && row.mtime <= now)
-        unsettled_.push_back(row.entry);
+    if (row.mtime >= settledBefore && row.mtime <= now) {
+        row.mtime = AudioTable::noTime;
+        hasUnsettled_ = true;
+    }
     results_.push_back(std::move(row));
     if (Clock::now() >= storeAt_)
         storeBatch(work);

@@ -49,18 +49,25 @@ class AudioIndexer {
     /// Set before the run. Must not call back into the indexer.
     std::function<void(const Progress&)> onProgress;
 
-    /// A file changed at or after this time (seconds since 1970) is read, but may yet change within
-    /// the second that its time tells: it is named by unsettled().
+    /// A file changed at this time or later (seconds since 1970) is read, and again by a later run:
+    /// its row has no time (AudioTable::noTime).
     std::int64_t settledBefore = std::numeric_limits<std::int64_t>::max();
 
-    /// A file whose time is later than this has it from somewhere else: it counts as settled.
+    /// A file whose time is later than this has it from somewhere else, and counts as settled.
     std::int64_t now = std::numeric_limits<std::int64_t>::max();
 
-    /// Such files that the last run has read.
-    [[nodiscard]] std::vector<EntryId> unsettled() const QDX_EXCLUDES(lock_);
+    /// Seconds until a file has settled: the second that its time tells, and what file systems with
+    /// coarse times add.
+    static constexpr std::int64_t settlingTime = 2;
 
-    /// Lets a later run read these files again, which keep their rows until then.
-    static void readAgain(VolumeIndex& index, std::span<const EntryId> files);
+    /// Sets both for a run that begins at `time`.
+    void beginAt(std::int64_t time) {
+        now = time;
+        settledBefore = time - settlingTime;
+    }
+
+    /// The last run has read files that have to be read again.
+    [[nodiscard]] bool hasUnsettled() const QDX_EXCLUDES(lock_);
 
     [[nodiscard]] Pending pending() const;
 
@@ -93,7 +100,7 @@ class AudioIndexer {
     std::vector<AudioTable::Analysed>
         results_ QDX_GUARDED_BY(lock_); ///< read, not yet in the table
     std::size_t stored_ QDX_GUARDED_BY(lock_) = 0;
-    std::vector<EntryId> unsettled_ QDX_GUARDED_BY(lock_);
+    bool hasUnsettled_ QDX_GUARDED_BY(lock_) = false;
     std::chrono::steady_clock::time_point storeAt_ QDX_GUARDED_BY(lock_);
     bool cancelled_ QDX_GUARDED_BY(lock_) = false;
 };

@@ -66,6 +66,10 @@ class AudioTable {
         AudioMeta meta;
     };
 
+    /// The row time of a file that had just changed when it was read: it may yet change within the
+    /// second that its time tells, so it is to be read again.
+    static constexpr std::uint32_t noTime = 0;
+
     /// An empty table of version 0.
     AudioTable();
     AudioTable(const AudioTable&) = delete;

@@ -198,6 +198,10 @@ bool VolumeIndex::hasUnsavedChanges() const {
     return mutations_ != savedMutations_;
 }
 
+bool VolumeIndex::hasUnsavedAudio() const {
+    return audioVersion() != savedAudioVersion_;
+}
+
 std::string VolumeIndex::fold(std::string_view text) {
     return quarrydex::fold(text);
 }

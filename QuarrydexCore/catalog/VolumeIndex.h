@@ -134,11 +134,13 @@ class VolumeIndex : public Entries {
 
     /// `peek`: a snapshot's header alone.
     [[nodiscard]] static std::optional<SnapshotHeader> peek(const std::string& path);
-    /// For the background after a load: read all entries, which takes little, and all loaded orders,
-    /// which readies these. False for what contradicts itself, to be discarded and scanned anew.
+
+    /// For the background after a load: reads all entries and all orders, which takes longer and
+    /// readies these. False for what contradicts itself, to be discarded and scanned anew.
+    [[nodiscard]] bool validate() const { return validateEntries() && validateOrders(); }
+
     [[nodiscard]] bool validateEntries() const;
     [[nodiscard]] bool validateOrders() const;
-    [[nodiscard]] bool validate() const { return validateEntries() && validateOrders(); }
     /// True once a part of the mapped snapshot was lost: to be discarded too.
     [[nodiscard]] bool isDamaged() const;
 
@@ -147,7 +149,7 @@ class VolumeIndex : public Entries {
 
     /// `saveAudio(snapshotPath:)`, after the snapshot: the audio table beside it.
     [[nodiscard]] bool saveAudio(const std::string& snapshotPath);
-    [[nodiscard]] bool hasUnsavedAudio() const { return audioVersion() != savedAudioVersion_; }
+    [[nodiscard]] bool hasUnsavedAudio() const;
     /// `loadAudio(snapshotPath:)`: replaces the audio table by the saved one, but for rows of
     /// entries that the snapshot lacks. Before anyone else has the catalogue.
     bool loadAudio(const std::string& snapshotPath);

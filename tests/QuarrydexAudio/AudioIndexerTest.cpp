@@ -252,51 +252,29 @@ TEST_F(AudioIndexerTest, WorkCanBeLimitedToSomeEntries) {
 
 // --- Files that have just changed ---------------------------------------------------------------
 
-TEST_F(AudioIndexerTest, FilesThatHaveJustChangedAreNamedAndReadAgainWhenAskedTo) {
+TEST_F(AudioIndexerTest, FilesThatHaveJustChangedAreReadAgainByALaterRun) {
     file("settled.mp3", mp3By("one"), longAgo - 1);
     file("now.mp3", mp3By("one"), longAgo);
     file("later.mp3", mp3By("one"), longAgo + 1);
     file("text.mp3", "no audio", longAgo + 1);
-    file("new.txt", "other", longAgo + 1);
+    file("future.mp3", mp3By("one"), longAgo + 100);
     scan();
     AudioIndexer indexer(index, 2);
     indexer.settledBefore = longAgo;
-    EXPECT_EQ(indexer.run(), 4U);
-    const std::vector<EntryId> unsettled = indexer.unsettled();
-    EXPECT_EQ(names(unsettled), (Names{"later.mp3", "now.mp3", "text.mp3"}));
-    EXPECT_EQ(pendingNames(), Names{}) << "not before someone asks for it";
-    EXPECT_EQ(indexer.run(), 0U);
-    EXPECT_TRUE(indexer.unsettled().empty()) << "this run has read nothing";
+    indexer.now = longAgo + 10;
+    EXPECT_EQ(indexer.run(), 5U);
+    EXPECT_TRUE(indexer.hasUnsettled());
+    EXPECT_EQ(by("one").size(), 4U) << "all are found at once";
+    EXPECT_EQ(pendingNames(), (Names{"later.mp3", "now.mp3", "text.mp3"}));
 
-    // Within the second that its time tells.
-    file("now.mp3", mp3By("two"), longAgo);
+    file("now.mp3", mp3By("two"), longAgo); // within the second that its time tells
     refresh("");
-    EXPECT_EQ(pendingNames(), Names{}) << "the catalogue cannot see it";
-    AudioIndexer::readAgain(*index, unsettled);
-    EXPECT_EQ(by("one").size(), 3U) << "rows stay until then";
-    EXPECT_EQ(pendingNames(), names(unsettled));
     AudioIndexer later(index, 2);
     later.settledBefore = longAgo + 2;
     EXPECT_EQ(later.run(), 3U);
-    EXPECT_TRUE(later.unsettled().empty());
+    EXPECT_FALSE(later.hasUnsettled());
     EXPECT_EQ(names(by("two")), Names{"now.mp3"});
     EXPECT_EQ(pendingNames(), Names{});
-}
-
-TEST_F(AudioIndexerTest, WhatWasNeverReadOrIsGoneIsNotReadAgain) {
-    file("a.mp3", mp3By("x"));
-    file("b.mp3", mp3By("x"));
-    scan();
-    const std::vector<EntryId> both = {idOf("b.mp3"), idOf("a.mp3")};
-    const std::int64_t version = index->audioVersion();
-    AudioIndexer::readAgain(*index, both);
-    EXPECT_EQ(index->audioVersion(), version);
-    EXPECT_EQ(index->audio().count(), 0U);
-    EXPECT_EQ(run(), 2U);
-    tree.remove("a.mp3");
-    refresh("");
-    AudioIndexer::readAgain(*index, both);
-    EXPECT_EQ(pendingNames(), Names{"b.mp3"});
 }
 
 // --- Many files ---------------------------------------------------------------------------------
@@ -358,7 +336,6 @@ TEST_F(LongRunTest, CancelledRunKeepsWhatItReadAndTheNextDoesTheRest) {
     while (!wasCutShort && count < mostFiles) {
         addFiles(count == 0 ? 2'000 : 4 * count);
         AudioIndexer indexer(index, 2);
-        indexer.settledBefore = 0; // so that every file is named that was read
         Told told;
         std::atomic<bool> hasBegun = false;
         indexer.onProgress = [&](const AudioIndexer::Progress& now) {
@@ -373,7 +350,6 @@ TEST_F(LongRunTest, CancelledRunKeepsWhatItReadAndTheNextDoesTheRest) {
         const std::size_t kept = indexer.run();
         canceller.join();
         wasCutShort = kept < count;
-        EXPECT_EQ(indexer.unsettled().size(), kept);
         EXPECT_EQ(index->audio().count(), kept);
         EXPECT_EQ(by("many").size(), kept);
         EXPECT_EQ(told.all.back().done, kept);

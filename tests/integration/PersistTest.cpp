@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <ctime>
 #include <filesystem>
 #include <set>
 #include <thread>
@@ -292,6 +293,17 @@ TEST_F(PersistTest, DuplicatesAreFoundFromKeptTags) {
     EXPECT_EQ(again.out, fresh.out);
     tree.remove("empty/a.mp3");
     EXPECT_EQ(runProgram(QDX_PROGRAM, arguments, launch).status, 1);
+}
+
+TEST_F(PersistTest, FileThatHadJustChangedIsReadAgainByTheNextRun) {
+    const auto retag = [&](const char* artist) { song("music/a.mp3", artist, std::time(nullptr)); };
+    retag("First");
+    EXPECT_EQ(list({}, "artist:first").out, lines({"music/a.mp3"}));
+    retag("Other"); // mostly within the same second
+    EXPECT_EQ(list({}, "artist:other").out, lines({"music/a.mp3"}));
+    EXPECT_NE(list({"--json"}, "a.mp3").out.find("Other"), std::string::npos);
+    retag("Third");
+    EXPECT_EQ(list({}, "artist:third").out, lines({"music/a.mp3"}));
 }
 
 } // namespace quarrydex

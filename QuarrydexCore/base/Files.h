@@ -17,6 +17,9 @@ namespace quarrydex {
 /// What stands before the last "/": "/" for "/a", "." for "a".
 [[nodiscard]] std::string folderOf(const std::string& path);
 
+/// The path without slashes at its end; "/" stays.
+[[nodiscard]] std::string_view withoutEndSlashes(std::string_view path);
+
 /// `name` in the folder; "/a" for "a" in "/".
 [[nodiscard]] std::string childPath(std::string_view folder, std::string_view name);
 

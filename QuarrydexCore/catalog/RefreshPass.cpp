@@ -26,8 +26,7 @@ bool isGone(int error) {
 RefreshPass::RefreshPass(VolumeIndex& index, fidx& store, VolumeIndex::RefreshOptions options)
     : index_(index), store_(store), options_(options), excludes_(index.excludes()) {
     for (std::string& path : excludes_)
-        while (path.size() > 1 && path.ends_with('/'))
-            path.pop_back();
+        path.resize(withoutEndSlashes(path).size());
 }
 
 // --- What to read -------------------------------------------------------------------------------
@@ -97,8 +96,7 @@ std::vector<EntryId> RefreshPass::takeWanted() {
 }
 
 bool RefreshPass::isExcluded(std::string_view path) const {
-    while (path.size() > 1 && path.ends_with('/'))
-        path.remove_suffix(1);
+    path = withoutEndSlashes(path);
     return std::any_of(excludes_.begin(), excludes_.end(), [&](const std::string& exclude) {
         return path.starts_with(exclude) &&
                (path.size() == exclude.size() || path[exclude.size()] == '/');

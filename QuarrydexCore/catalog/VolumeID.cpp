@@ -54,11 +54,8 @@ std::vector<std::string> asSet(std::span<const std::string> texts) {
 
 std::vector<std::string> asFolderSet(std::span<const std::string> folders) {
     std::vector<std::string> out;
-    for (std::string folder : folders) {
-        while (folder.size() > 1 && folder.ends_with('/'))
-            folder.pop_back();
-        out.push_back(std::move(folder));
-    }
+    for (const std::string& folder : folders)
+        out.emplace_back(withoutEndSlashes(folder));
     return asSet(out);
 }
 

@@ -1,5 +1,7 @@
 #include "QuarrydexCore/platform/UserDirs.h"
 
+#include "QuarrydexCore/base/Files.h"
+
 #include <algorithm>
 #include <optional>
 
@@ -33,8 +35,7 @@ std::string namedPath(std::string_view value, const std::string& home) {
         path = *text;
     else if (*text == homeVariable || text->starts_with("$HOME/"))
         path = home + text->substr(homeVariable.size());
-    while (path.size() > 1 && path.ends_with('/'))
-        path.pop_back();
+    path.resize(withoutEndSlashes(path).size());
     return path == home ? std::string() : path;
 }
 

@@ -1,4 +1,5 @@
 #include "QuarrydexCore/base/EntryFlags.h"
+#include "QuarrydexCore/base/Files.h"
 #include "QuarrydexCore/store/fidx_priv.h"
 
 #include <algorithm>
@@ -20,12 +21,6 @@ template <typename T> T* reserve(Mapping& column, std::uint64_t elements) {
 /// the count: every write is atomic, which costs nothing.
 template <typename T> void put(T& slot, T value) {
     std::atomic_ref(slot).store(value, std::memory_order_relaxed);
-}
-
-std::string_view trimmedExclude(std::string_view path) {
-    while (path.size() > 1 && path.ends_with('/'))
-        path.remove_suffix(1);
-    return path;
 }
 
 /// Writes the columns of record i of a batch as entry `id`; `base` is where its names will stand.
@@ -97,7 +92,7 @@ std::uint64_t fidx_name_bytes(const fidx* store) {
 void fidx_set_excludes(fidx* store, std::span<const std::string> paths) {
     store->priv->excludes.clear();
     for (const std::string& path : paths)
-        store->priv->excludes.emplace_back(trimmedExclude(path));
+        store->priv->excludes.emplace_back(withoutEndSlashes(path));
 }
 
 void fidx_set_include_exts(fidx* store, std::span<const std::string> exts) {

@@ -22,15 +22,9 @@ constexpr std::array<std::string_view, 6> purposes = {"XDG_DESKTOP_DIR",  "XDG_D
                                                       "XDG_DOWNLOAD_DIR", "XDG_VIDEOS_DIR",
                                                       "XDG_MUSIC_DIR",    "XDG_PICTURES_DIR"};
 
-std::string withoutEndSlashes(std::string path) {
-    while (path.size() > 1 && path.ends_with('/'))
-        path.pop_back();
-    return path;
-}
-
 /// Only absolute paths are valid in the variables.
 std::string folderIn(const std::string& value, std::string otherwise) {
-    return value.starts_with('/') ? withoutEndSlashes(value) : std::move(otherwise);
+    return value.starts_with('/') ? std::string(withoutEndSlashes(value)) : std::move(otherwise);
 }
 
 std::string homeOf(uid_t user) {

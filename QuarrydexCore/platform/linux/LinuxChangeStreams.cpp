@@ -1,6 +1,7 @@
 #include "QuarrydexCore/platform/linux/LinuxChangeStreams.h"
 
 #include "QuarrydexCore/base/Fd.h"
+#include "QuarrydexCore/base/Files.h"
 #include "QuarrydexCore/platform/linux/FanotifyBackend.h"
 #include "QuarrydexCore/platform/linux/InotifyBackend.h"
 #include "QuarrydexCore/platform/linux/LinuxStream.h"
@@ -78,8 +79,7 @@ class StreamHandle final : public ChangeStream {
 
 void stripSlashes(std::vector<std::string>& paths) {
     for (std::string& path : paths)
-        while (path.size() > 1 && path.ends_with('/'))
-            path.pop_back();
+        path.resize(withoutEndSlashes(path).size());
 }
 
 /// FNV-1a.

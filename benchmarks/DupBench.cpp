@@ -8,6 +8,7 @@
 
 #include "benchmarks/support/Bench.h"
 #include "benchmarks/support/Random.h"
+#include "benchmarks/support/TempFolder.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -45,30 +46,16 @@ std::string noise(std::size_t size, std::uint64_t seed) {
 class MusicBox {
   public:
     /// Nothing where there is no room for it.
-    static std::optional<MusicBox> make() {
+    static std::unique_ptr<MusicBox> make() {
         std::error_code error;
         const std::filesystem::path temp = std::filesystem::temp_directory_path(error);
         if (error || std::filesystem::space(temp, error).available < spaceNeeded || error)
-            return std::nullopt;
-        std::string folder = temp / "quarrydex-bench-XXXXXX";
-        if (::mkdtemp(folder.data()) == nullptr)
-            return std::nullopt;
-        return MusicBox(folder);
+            return nullptr;
+        auto box = std::unique_ptr<MusicBox>(new MusicBox);
+        return box->folder_.isMade() ? std::move(box) : nullptr;
     }
 
-    MusicBox(MusicBox&& other) noexcept
-        : folder_(std::exchange(other.folder_, {})), big_(std::move(other.big_)),
-          isWhole_(other.isWhole_) {}
-
-    MusicBox& operator=(MusicBox&&) = delete;
-
-    ~MusicBox() {
-        std::error_code error;
-        if (!folder_.empty())
-            std::filesystem::remove_all(folder_, error);
-    }
-
-    [[nodiscard]] const std::string& folder() const { return folder_; }
+    [[nodiscard]] const std::string& folder() const { return folder_.path(); }
 
     [[nodiscard]] const std::vector<std::string>& big() const { return big_; }
 
@@ -76,7 +63,9 @@ class MusicBox {
     [[nodiscard]] bool isWhole() const { return isWhole_; }
 
   private:
-    explicit MusicBox(std::string folder) : folder_(std::move(folder)) {
+    MusicBox() {
+        if (!folder_.isMade())
+            return;
         Random random(1);
         for (std::size_t i = 0; i < smallFiles; ++i) {
             if (i % 100 == 0)
@@ -94,13 +83,13 @@ class MusicBox {
                 bytes = noise(bigSize + (i < 35 ? 0 : i), i + 1);
             if (isVariant)
                 bytes[bytes.size() / 2] = static_cast<char>(i);
-            big_.push_back(folder_ + "/" + std::to_string(i) + ".wav");
+            big_.push_back(folder_.path(std::to_string(i) + ".wav"));
             write(big_.back(), bytes);
         }
     }
 
     [[nodiscard]] std::string folderOfSmall(std::size_t i) const {
-        return folder_ + "/" + std::to_string(i / 100);
+        return folder_.path(std::to_string(i / 100));
     }
 
     void write(const std::string& path, const std::string& bytes) {
@@ -110,7 +99,7 @@ class MusicBox {
         isWhole_ = isWhole_ && out.good();
     }
 
-    std::string folder_;
+    TempFolder folder_;
     std::vector<std::string> big_;
     bool isWhole_ = true;
 };
@@ -197,7 +186,7 @@ void compareHashing(Report& report, const MusicBox& box) {
 } // namespace
 
 QDX_BENCH(duplicates) {
-    const std::optional<MusicBox> box = MusicBox::make();
+    const std::unique_ptr<MusicBox> box = MusicBox::make();
     if (!box || !box->isWhole()) {
         report.skip("identical files", "no 3 GiB of room in the temporary folder");
         return;

@@ -4,9 +4,9 @@
 
 #include "benchmarks/support/BareWalk.h"
 #include "benchmarks/support/Bench.h"
+#include "benchmarks/support/TempFolder.h"
 
 #include <cstdlib>
-#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -66,12 +66,12 @@ QDX_BENCH(scan) {
         report.skip(step, "updatedb is not installed");
         return;
     }
-    std::string folder = std::filesystem::temp_directory_path() / "quarrydex-bench-XXXXXX";
-    if (::mkdtemp(folder.data()) == nullptr) {
+    const TempFolder folder;
+    if (!folder.isMade()) {
         report.skip(step, "no temporary folder");
         return;
     }
-    const std::string database = folder + "/db";
+    const std::string database = folder.path("db");
     bool works = true;
     const auto [ours, theirs] = alternate(
         rounds, [] { scanRoot(processorCount()); },
@@ -79,8 +79,6 @@ QDX_BENCH(scan) {
             ::unlink(database.c_str());
             works = runUpdatedb(program, database) == 0 && works;
         });
-    ::unlink(database.c_str());
-    ::rmdir(folder.c_str());
     if (!works) {
         report.skip(step, "updatedb fails here");
         return;

@@ -7,6 +7,7 @@
 
 #include "benchmarks/support/Bench.h"
 #include "benchmarks/support/SyntheticCatalog.h"
+#include "benchmarks/support/TempFolder.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -23,30 +24,22 @@ namespace {
 
 constexpr std::size_t rounds = 5;
 
-/// A folder on the disk that the checkout is on, since /tmp may be memory.
 class SavedCatalog {
   public:
     explicit SavedCatalog(std::size_t entries) : index_(syntheticCatalog(entries)) {
-        std::string folder = "quarrydex-bench-XXXXXX";
-        if (::mkdtemp(folder.data()) == nullptr)
+        if (!isSaved())
             return;
-        folder_ = folder;
         for (SortKey key : allSortKeys)
             index_->permutation(key);
         save();
     }
 
-    ~SavedCatalog() {
-        if (!folder_.empty())
-            std::filesystem::remove_all(folder_);
-    }
-
     SavedCatalog(const SavedCatalog&) = delete;
     SavedCatalog& operator=(const SavedCatalog&) = delete;
 
-    [[nodiscard]] bool isSaved() const { return !folder_.empty(); }
+    [[nodiscard]] bool isSaved() const { return folder_.isMade(); }
 
-    [[nodiscard]] std::string path() const { return folder_ + "/a.idx"; }
+    [[nodiscard]] std::string path() const { return folder_.path("a.idx"); }
 
     void save() { index_->save(path(), {}); }
 
@@ -63,7 +56,7 @@ class SavedCatalog {
 
     /// The same bytes, written in large pieces and flushed, as dd conv=fsync does.
     void writePlainly(const std::vector<char>& bytes) const {
-        const std::string copy = folder_ + "/copy";
+        const std::string copy = folder_.path("copy");
         const Fd file(::open(copy.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
         constexpr std::size_t piece = 1 << 20;
         for (std::size_t at = 0; at < bytes.size(); at += piece)
@@ -74,7 +67,7 @@ class SavedCatalog {
 
   private:
     std::shared_ptr<VolumeIndex> index_;
-    std::string folder_;
+    TempFolder folder_ = TempFolder::onDisk();
 };
 
 /// A word that some names hold, and the first rows of what was found.

@@ -9,11 +9,10 @@
 #include "QuarrydexCore/watch/VolumeWatcher.h"
 
 #include "benchmarks/support/Bench.h"
+#include "benchmarks/support/TempFolder.h"
 
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
-#include <filesystem>
 #include <future>
 #include <memory>
 #include <string>
@@ -41,14 +40,11 @@ constexpr std::size_t maxNameBytes = std::size_t{1} << 30;
 class Tree {
   public:
     explicit Tree(std::size_t folders) {
-        path_ = std::filesystem::current_path() / "quarrydex-bench-XXXXXX";
-        if (::mkdtemp(path_.data()) == nullptr) {
-            path_.clear();
+        if (!isMade())
             return;
-        }
         constexpr std::size_t perTask = 500;
         parallelFor(folders / perTask, processorCount(), [&](std::size_t task) {
-            const std::string group = path_ + "/group " + std::to_string(task);
+            const std::string group = path() + "/group " + std::to_string(task);
             ::mkdir(group.c_str(), 0700);
             for (std::size_t i = 0; i < perTask; ++i) {
                 const std::string folder = group + "/folder " + std::to_string(i);
@@ -59,11 +55,6 @@ class Tree {
         });
     }
 
-    ~Tree() {
-        if (!path_.empty())
-            std::filesystem::remove_all(path_);
-    }
-
     Tree(const Tree&) = delete;
     Tree& operator=(const Tree&) = delete;
 
@@ -71,18 +62,18 @@ class Tree {
         const Fd file(::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
     }
 
-    [[nodiscard]] bool isMade() const { return !path_.empty(); }
+    [[nodiscard]] bool isMade() const { return folder_.isMade(); }
 
-    [[nodiscard]] const std::string& path() const { return path_; }
+    [[nodiscard]] const std::string& path() const { return folder_.path(); }
 
     [[nodiscard]] std::shared_ptr<VolumeIndex> scanned() const {
         auto index = std::make_shared<VolumeIndex>(maxEntries, maxNameBytes);
-        index->scan(std::vector<std::string>{path_}, static_cast<int>(processorCount()));
+        index->scan(std::vector<std::string>{path()}, static_cast<int>(processorCount()));
         return index;
     }
 
   private:
-    std::string path_;
+    TempFolder folder_ = TempFolder::onDisk();
 };
 
 /// A watcher that has caught up.

@@ -42,22 +42,13 @@ rm part.mp3
 } // namespace
 
 AudioFiles::AudioFiles(Size size, std::size_t count) {
-    std::string folder = std::filesystem::temp_directory_path() / "quarrydex-bench-XXXXXX";
-    if (::mkdtemp(folder.data()) == nullptr)
-        return;
-    folder_ = folder;
-    if (!(size == Size::small ? makeSmall(count) : makeLarge()))
+    if (!folder_.isMade() || !(size == Size::small ? makeSmall(count) : makeLarge()))
         paths_.clear();
 }
 
-AudioFiles::~AudioFiles() {
-    std::error_code error;
-    if (!folder_.empty())
-        std::filesystem::remove_all(folder_, error);
-}
-
 bool AudioFiles::run(const std::string& command) const {
-    return runProgram({"/bin/sh", "-c", "cd '" + folder_ + "'\n" + functions + command}) == 0;
+    return runProgram({"/bin/sh", "-c", "cd '" + folder_.path() + "'\n" + functions + command}) ==
+           0;
 }
 
 bool AudioFiles::makeSmall(std::size_t count) {
@@ -65,7 +56,7 @@ bool AudioFiles::makeSmall(std::size_t count) {
         if (!run("n=" + std::string(n) + small))
             return false;
     std::vector<std::filesystem::path> models;
-    for (const auto& entry : std::filesystem::directory_iterator(folder_))
+    for (const auto& entry : std::filesystem::directory_iterator(folder_.path()))
         models.push_back(entry.path());
     for (std::size_t i = 0; i < count && !models.empty(); ++i) {
         const std::filesystem::path& model = models[i % models.size()];
@@ -78,7 +69,7 @@ bool AudioFiles::makeSmall(std::size_t count) {
 bool AudioFiles::makeLarge() {
     if (!run(large))
         return false;
-    for (const auto& entry : std::filesystem::directory_iterator(folder_))
+    for (const auto& entry : std::filesystem::directory_iterator(folder_.path()))
         paths_.push_back(entry.path());
     return true;
 }

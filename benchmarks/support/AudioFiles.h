@@ -2,6 +2,8 @@
 /// Main thread. Fails: without the encoders there are no files.
 #pragma once
 
+#include "benchmarks/support/TempFolder.h"
+
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -15,7 +17,6 @@ class AudioFiles {
     /// Small: `count` files of 1 to 3 seconds, MP3, FLAC, WAV, AIFF and M4A in turn, tagged. Large:
     /// one of each kind, of 30 MB and more; `count` is not used.
     AudioFiles(Size size, std::size_t count);
-    ~AudioFiles();
     AudioFiles(const AudioFiles&) = delete;
     AudioFiles& operator=(const AudioFiles&) = delete;
 
@@ -23,7 +24,7 @@ class AudioFiles {
     [[nodiscard]] const std::vector<std::string>& paths() const { return paths_; }
 
   private:
-    [[nodiscard]] std::string path(const std::string& name) const { return folder_ + "/" + name; }
+    [[nodiscard]] std::string path(const std::string& name) const { return folder_.path(name); }
 
     /// Runs a command of the shell in the folder.
     [[nodiscard]] bool run(const std::string& command) const;
@@ -31,7 +32,7 @@ class AudioFiles {
     bool makeSmall(std::size_t count);
     bool makeLarge();
 
-    std::string folder_;
+    TempFolder folder_;
     std::vector<std::string> paths_;
 };
 

@@ -68,6 +68,7 @@ void analyseHits(const ResultSet& results) {
         if (results.vols[v]->offline)
             continue;
         AudioIndexer indexer(results.vols[v]->index, processorCount());
+        indexer.yields = false;
         indexer.beginAt(systemPlatform().clock.now());
         indexer.run(indexer.pending(hits[v]));
     }

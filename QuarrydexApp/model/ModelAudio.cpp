@@ -53,6 +53,7 @@ void Model::startAudio(const VolumePtr& volume) {
     const std::weak_ptr weak(volume);
     auto indexer = std::make_shared<AudioIndexer>(volume->index, readers());
     indexer->beginAt(platform_.clock.now());
+    indexer->yields = options_.watches; // else someone waits for nothing but this
     indexer->onProgress = [this, weak](const AudioIndexer::Progress& progress) {
         onMain(weak, [this, progress](const VolumePtr& held) {
             audioProgressed(*held, progress.done, progress.total);

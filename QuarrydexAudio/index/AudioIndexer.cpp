@@ -1,6 +1,7 @@
 #include "QuarrydexAudio/index/AudioIndexer.h"
 
 #include "QuarrydexAudio/tags/AudioParser.h"
+#include "QuarrydexCore/platform/Platform.h"
 #include "QuarrydexCore/platform/ThreadPriority.h"
 
 #include <algorithm>
@@ -12,7 +13,7 @@ namespace quarrydex {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using SteadyClock = std::chrono::steady_clock;
 
 /// Entries that a thread takes at once: neighbours in the catalogue and mostly on the disk.
 constexpr std::size_t sliceSize = 32;
@@ -94,14 +95,15 @@ std::size_t AudioIndexer::run(const Pending& work) {
         next_ = 0;
         stored_ = 0;
         hasUnsettled_ = false;
-        storeAt_ = Clock::now() + batchPeriod;
+        storeAt_ = SteadyClock::now() + batchPeriod;
     }
     if (!work.todo.empty()) {
         std::vector<std::thread> readers;
         const std::size_t slices = (work.todo.size() + sliceSize - 1) / sliceSize;
         for (std::size_t i = 0; i < std::min<std::size_t>(threads_, slices); ++i)
             readers.emplace_back([&] {
-                yieldToOthers();
+                if (yields)
+                    yieldToOthers();
                 this->work(work);
             });
         for (std::thread& reader : readers)
@@ -144,9 +146,16 @@ AudioTable::Analysed AudioIndexer::analyse(EntryId id) const {
     // The time before the file is opened: what changes after that is read again.
     const std::uint32_t mtime = index_->mtime(id);
     const std::string ext(index_->ext(id).value_or(""));
+    const std::string path = index_->path(id);
+    if (auto meta = AudioParser::parse(path, ext))
+        return {.entry = id, .mtime = mtime, .meta = *std::move(meta)};
+    PathStatus status;
+    if (systemPlatform().dirReader.status(path, status) == 0)
+        return {.entry = id, .mtime = mtime, .meta = {}};
+    // Gone, maybe with its drive: what was known stays, and a later run looks again.
     return {.entry = id,
-            .mtime = mtime,
-            .meta = AudioParser::parse(index_->path(id), ext).value_or(AudioMeta{})};
+            .mtime = AudioTable::noTime,
+            .meta = index_->audio().meta(id).value_or(AudioMeta{})};
 }
 
 void AudioIndexer::add(AudioTable::Analysed row, const Pending& work) {
@@ -156,17 +165,17 @@ void AudioIndexer::add(AudioTable::Analysed row, const Pending& work) {
         hasUnsettled_ = true;
     }
     results_.push_back(std::move(row));
-    if (Clock::now() >= storeAt_)
+    if (SteadyClock::now() >= storeAt_)
         storeBatch(work);
 }
 
 void AudioIndexer::storeBatch(const Pending& work) {
-    const auto begin = Clock::now();
+    const auto begin = SteadyClock::now();
     index_->audio().upsert(results_);
     stored_ += results_.size();
     results_.clear();
-    storeAt_ =
-        Clock::now() + std::max<Clock::duration>(batchPeriod, batchShare * (Clock::now() - begin));
+    storeAt_ = SteadyClock::now() + std::max<SteadyClock::duration>(
+                                        batchPeriod, batchShare * (SteadyClock::now() - begin));
     if (onProgress)
         onProgress({.done = work.total - work.todo.size() + stored_, .total = work.total});
 }

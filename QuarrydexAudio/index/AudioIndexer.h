@@ -4,10 +4,10 @@
 /// Rows are added in batches, so that searches find the first files while the rest is being read. A
 /// file that is no audio gets an empty row and is left alone until it changes.
 ///
-/// Threads: run() blocks its caller and reads on threads of its own, which yield processor and disk
-/// to everything else; cancel() may be called by any thread.
+/// Threads: run() blocks its caller and reads on threads of its own; cancel() may be called by any.
 /// Locks: lock_ before the audio table's; onProgress is called under it, on the readers' threads.
-/// Fails: never; files that cannot be read get empty rows.
+/// Fails: never; files that cannot be read get empty rows. A file that is gone keeps what was known
+/// of it and is looked for again by a later run: its drive may have gone with it.
 #pragma once
 
 #include "QuarrydexCore/base/Mutex.h"
@@ -48,6 +48,9 @@ class AudioIndexer {
 
     /// Set before the run. Must not call back into the indexer.
     std::function<void(const Progress&)> onProgress;
+
+    /// Leaves processor and disk to everything else; off where someone waits for the run.
+    bool yields = true;
 
     /// A file changed at this time or later (seconds since 1970) is read, and again by a later run:
     /// its row has no time (AudioTable::noTime).

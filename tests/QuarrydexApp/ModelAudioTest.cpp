@@ -10,11 +10,9 @@
 #include "tests/fakes/FakeSettings.h"
 #include "tests/fakes/FakeVolumeInfo.h"
 #include "tests/support/AudioBytes.h"
+#include "tests/support/EventLoop.h"
 #include "tests/support/QtApplication.h"
 #include "tests/support/TempTree.h"
-
-#include <QEventLoop>
-#include <QTimer>
 
 #include <functional>
 #include <memory>
@@ -27,6 +25,7 @@ namespace quarrydex {
 
 namespace {
 
+using testing::comesTo;
 using Paths = std::set<std::string>;
 
 constexpr std::int64_t longAgo = 1'600'000'000;
@@ -51,24 +50,6 @@ class ModelAudioTest : public ::testing::Test {
                                         Platform{systemPlatform().dirReader, clock, mounts, volumes,
                                                  folders, settings, streams});
         model->startScans();
-    }
-
-    /// Runs the event loop until that holds.
-    bool comesTo(const std::function<bool()>& holds) {
-        QEventLoop loop;
-        QTimer look;
-        QObject::connect(&look, &QTimer::timeout, &loop, [&] {
-            if (holds())
-                loop.quit();
-        });
-        look.start(1);
-        bool isLate = false;
-        QTimer::singleShot(20'000, &loop, [&] {
-            isLate = true;
-            loop.quit();
-        });
-        loop.exec();
-        return !isLate;
     }
 
     [[nodiscard]] Paths found() const {

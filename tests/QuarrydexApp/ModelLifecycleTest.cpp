@@ -11,12 +11,11 @@
 #include "tests/fakes/FakeMountTable.h"
 #include "tests/fakes/FakeSettings.h"
 #include "tests/fakes/FakeVolumeInfo.h"
+#include "tests/support/EventLoop.h"
 #include "tests/support/QtApplication.h"
 #include "tests/support/TempTree.h"
 
 #include <QCoreApplication>
-#include <QEventLoop>
-#include <QTimer>
 
 #include <filesystem>
 #include <functional>
@@ -30,6 +29,7 @@ namespace quarrydex {
 
 namespace {
 
+using testing::comesTo;
 using Paths = std::set<std::string>;
 
 /// A machine with a system drive and a stick.
@@ -68,24 +68,6 @@ class ModelLifecycleTest : public ::testing::Test {
     void attach() {
         ASSERT_TRUE(comesTo([&] { return streams.isPlaying(); }));
         streams.deliver({{"/media/stick", ChangeFlags::historyDone, ++eventId}});
-    }
-
-    /// Runs the event loop until that holds.
-    bool comesTo(const std::function<bool()>& holds) {
-        QEventLoop loop;
-        QTimer look;
-        QObject::connect(&look, &QTimer::timeout, &loop, [&] {
-            if (holds())
-                loop.quit();
-        });
-        look.start(1);
-        bool isLate = false;
-        QTimer::singleShot(20'000, &loop, [&] {
-            isLate = true;
-            loop.quit();
-        });
-        loop.exec();
-        return !isLate;
     }
 
     bool comesToFind(const Paths& wanted) {

@@ -1,6 +1,7 @@
 #include "QuarrydexAudio/index/AudioIndexer.h"
 
 #include "QuarrydexAudio/tags/AudioParser.h"
+#include "QuarrydexAudio/tags/TagText.h"
 #include "QuarrydexCore/platform/Platform.h"
 #include "QuarrydexCore/platform/ThreadPriority.h"
 
@@ -25,6 +26,13 @@ constexpr int batchShare = 10;
 /// No live file has any of these.
 constexpr std::uint8_t noFile =
     EntryFlags::dir | EntryFlags::junk | EntryFlags::root | EntryFlags::deleted;
+
+void shorten(AudioMeta& meta) {
+    for (std::string* text : {&meta.artist, &meta.title, &meta.album, &meta.genre, &meta.key}) {
+        if (text->size() > AudioIndexer::maxTextBytes)
+            *text = shortenedText(*text, AudioIndexer::maxTextBytes);
+    }
+}
 
 } // namespace
 
@@ -147,8 +155,10 @@ AudioTable::Analysed AudioIndexer::analyse(EntryId id) const {
     const std::uint32_t mtime = index_->mtime(id);
     const std::string ext(index_->ext(id).value_or(""));
     const std::string path = index_->path(id);
-    if (auto meta = AudioParser::parse(path, ext))
+    if (auto meta = AudioParser::parse(path, ext)) {
+        shorten(*meta);
         return {.entry = id, .mtime = mtime, .meta = *std::move(meta)};
+    }
     PathStatus status;
     if (systemPlatform().dirReader.status(path, status) == 0)
         return {.entry = id, .mtime = mtime, .meta = {}};

@@ -32,6 +32,11 @@ class AudioIndexer {
     static constexpr std::array<std::string_view, 10> extensions = {
         "mp3", "mp2", "flac", "wav", "wave", "aif", "aiff", "aifc", "m4a", "m4b"};
 
+    /// What is kept of each text, bytes: far more than any tag made for people to read holds. A
+    /// file may state texts of many megabytes, and the texts of a table share 4 GiB that nothing
+    /// gives back; so no file takes more than some kilobytes of them.
+    static constexpr std::size_t maxTextBytes = 2048;
+
     /// Files, of all that the catalogue has.
     struct Progress {
         std::size_t done{};

@@ -92,6 +92,15 @@ std::string_view trimmedText(std::string_view text) {
     return text;
 }
 
+std::string shortenedText(std::string_view text, std::size_t bytes) {
+    if (text.size() > bytes) {
+        while (bytes > 0 && isContinuation(text[bytes]))
+            --bytes;
+        text = text.substr(0, bytes);
+    }
+    return std::string(trimmedText(text));
+}
+
 std::string decodeText(Bytes bytes) {
     std::string_view text = charsOf(bytes);
     while (!text.empty() && text.back() == '\0')

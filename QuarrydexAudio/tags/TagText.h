@@ -8,6 +8,7 @@
 #include "QuarrydexAudio/tags/TagBytes.h"
 #include "QuarrydexCore/audio/AudioMeta.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -25,6 +26,10 @@ enum class Utf16Order : std::uint8_t { little, big };
 
 /// Without white space and line breaks at both ends.
 [[nodiscard]] std::string_view trimmedText(std::string_view text);
+
+/// At most so many bytes of the text's beginning, in whole code points, without white space at the
+/// end.
+[[nodiscard]] std::string shortenedText(std::string_view text, std::size_t bytes);
 
 /// Equal but for the case of ASCII letters.
 [[nodiscard]] bool equalsIgnoringCase(std::string_view a, std::string_view b);

@@ -229,6 +229,29 @@ TEST_F(AudioIndexerTest, FileThatCannotBeReadGetsAnEmptyRow) {
     EXPECT_EQ(run(), 0U);
 }
 
+TEST_F(AudioIndexerTest, TextsAreKeptToTheirLimitInWholeCharacters) {
+    constexpr std::size_t limit = AudioIndexer::maxTextBytes;
+    std::string accents = "x";
+    while (accents.size() < 1U << 20)
+        accents += "\xC3\xA9";
+    const std::string texts = bytes::comments(
+        {"TITLE=" + accents, "ARTIST=" + std::string(1U << 20, 'a'),
+         "ALBUM=" + std::string(limit, 'b'), "GENRE=" + std::string(limit - 1, 'c') + " dd",
+         "KEY=" + std::string(limit + 1, 'k')});
+    file("long.flac", "fLaC" + bytes::flacBlock(0, bytes::streamInfo()) +
+                          bytes::flacBlock(4, texts, {.isLast = true}));
+    scan();
+    EXPECT_EQ(run(), 1U);
+    const auto meta = index->audio().meta(idOf("long.flac"));
+    ASSERT_TRUE(meta);
+    EXPECT_EQ(meta->title, accents.substr(0, limit - 1));
+    EXPECT_EQ(meta->artist, std::string(limit, 'a'));
+    EXPECT_EQ(meta->album, std::string(limit, 'b'));
+    EXPECT_EQ(meta->genre, std::string(limit - 1, 'c')) << "no white space at the end";
+    EXPECT_EQ(meta->key, std::string(limit, 'k'));
+    EXPECT_LT(index->audio().snapshot()->pool.size(), 11 * limit);
+}
+
 TEST_F(AudioIndexerTest, WorkCanBeLimitedToSomeEntries) {
     for (const char* name : {"a.mp3", "b.mp3", "c.mp3", "d.txt", "._e.mp3"})
         file(name, mp3By("x"));

@@ -42,6 +42,7 @@ void appendRows(AudioTable::Cols& to,
 AudioTable::AudioTable() : cols_(std::make_shared<const Cols>()) {}
 
 AudioTable::AudioTable(Cols loaded) : pool_(loaded.pool), textsAdopted_(false) {
+    loaded.words = EntryWords(loaded.entry);
     loaded.pool = pool_.bytes();
     loaded.poolMemory = pool_.memory();
     cols_ = std::make_shared<const Cols>(std::move(loaded));
@@ -118,6 +119,7 @@ void AudioTable::upsert(std::span<const Analysed> rows) {
         next = until + (at != old->entry.end() && *at == rows[i].entry ? 1 : 0);
     }
     appendRows(*fresh, *old, next, old->count());
+    fresh->words = EntryWords(fresh->entry);
     fresh->pool = pool_.bytes();
     fresh->poolMemory = pool_.memory();
 

@@ -17,6 +17,7 @@
 
 #include "QuarrydexCore/audio/AudioCond.h"
 #include "QuarrydexCore/audio/AudioMeta.h"
+#include "QuarrydexCore/audio/EntryWords.h"
 #include "QuarrydexCore/audio/TextPool.h"
 #include "QuarrydexCore/base/EntryId.h"
 #include "QuarrydexCore/base/Mapping.h"
@@ -35,7 +36,7 @@ namespace quarrydex {
 
 class AudioTable {
   public:
-    /// The whole table at one moment. Every array is as long as `entry`.
+    /// The whole table at one moment. Every array is as long as `entry`, but for `words`.
     struct Cols {
         std::vector<std::uint32_t> entry;   ///< entry ids, strictly increasing
         std::vector<std::uint32_t> mtime;   ///< the file's modification time when it was analysed
@@ -48,11 +49,12 @@ class AudioTable {
         std::vector<std::uint8_t> channels;
         std::vector<std::uint8_t> codec;   ///< AudioCodec; may hold foreign numbers
         std::vector<std::uint8_t> flags;   ///< bit 0: variable bit rate
-        std::vector<std::uint32_t> artist; ///< pool offsets, as in the next four; may be foreign
+        std::vector<std::uint32_t> artist; ///< pool offsets, as in the next four; within the pool
         std::vector<std::uint32_t> title;
         std::vector<std::uint32_t> album;
         std::vector<std::uint32_t> genre;
         std::vector<std::uint32_t> key;
+        EntryWords words;                             ///< the same entries as bits
         std::string_view pool = TextPool::emptyBytes; ///< see TextPool.h; read it by textAt()
         std::shared_ptr<const Mapping> poolMemory;    ///< keeps `pool` alive
 

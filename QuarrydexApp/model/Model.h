@@ -15,8 +15,9 @@
 /// in queryError(). A catalogue that cannot be saved is tried again later; the old file stays.
 #pragma once
 
+#include "QuarrydexApp/model/AudioPasses.h"
 #include "QuarrydexApp/model/Candidate.h"
-#include "QuarrydexApp/model/GlobalOrder.h"
+#include "QuarrydexApp/model/GlobalOrderKeeper.h"
 #include "QuarrydexApp/model/ModelOptions.h"
 #include "QuarrydexApp/model/QtMainQueue.h"
 #include "QuarrydexApp/model/ResultSet.h"
@@ -150,12 +151,6 @@ class Model : public QObject {
     static constexpr std::chrono::milliseconds tickPeriod{500};
     using VolumePtr = std::shared_ptr<VolumeState>;
 
-    /// What a finished scan has to tell.
-    struct ScanOutcome {
-        double seconds{};
-        std::optional<std::string> failure;
-    };
-
     // ModelLifecycle.cpp: from a plan to a live volume, and to disk.
     VolumePtr makeVolume(VolumePlan plan);
     void setIndex(VolumeState& volume, std::shared_ptr<VolumeIndex> index);
@@ -165,7 +160,7 @@ class Model : public QObject {
     void catchUp(const VolumePtr& volume);
     void startScan(const VolumePtr& volume);
     void postScan(const VolumePtr& volume);
-    void scanFinished(const VolumePtr& volume, ScanOutcome outcome);
+    void scanFinished(const VolumePtr& volume, std::optional<std::string> failure);
     [[nodiscard]] bool takePlace(const VolumePtr& volume);
     [[nodiscard]] bool canWatch(const VolumeState& volume) const;
     void startWatcher(const VolumePtr& volume, std::optional<std::uint64_t> since);
@@ -200,20 +195,12 @@ class Model : public QObject {
     void goOffline(VolumeState& volume);
     void dropVolume(const VolumePtr& volume);
     void lookWhetherBack(const VolumePtr& volume);
-    void tick(); ///< every half second: counts, stale orders, music, saves
+    void tick(); ///< every half second: counts, orders, music, saves
     void maintain(const VolumePtr& volume);
-    bool maintainGlobal(); ///< true when there is a new order of all volumes
-    void buildGlobal();
-    [[nodiscard]] std::vector<std::shared_ptr<VolumeIndex>> indexes() const;
-    [[nodiscard]] std::string globalName() const;
     void rebuildStaleOrders(const VolumePtr& volume);
 
-    // ModelAudio.cpp
-    void maintainAudio(const VolumePtr& volume);
-    void startAudio(const VolumePtr& volume);
-    void audioProgressed(VolumeState& volume, std::size_t done, std::size_t total);
-    void audioFinished(VolumeState& volume, std::uint64_t tookNs, bool hasUnsettled);
-    static void cancelAudio(VolumeState& volume);
+    // ModelSearch.cpp, and Model.cpp what concerns orders and music
+    [[nodiscard]] AudioPasses::Surroundings aroundAudio();
     void sortPrepared(SortKey key);
     void startSearch(bool resetScroll, bool ordersArePrepared);
     std::uint64_t beginGeneration() QDX_EXCLUDES(genLock_);
@@ -235,14 +222,10 @@ class Model : public QObject {
     std::vector<Candidate> candidates_;
     std::vector<Candidate> newDrives_;
     int scouting_ = 0; ///< looks at drives under way
-    std::shared_ptr<const GlobalOrder> global_;
-    bool globalBuilding_ = false;
-    bool globalIsNew_ = false; ///< since the last maintainGlobal()
     QTimer timer_;
 
     SearchState state_;
     std::shared_ptr<const ResultSet> results_;
-    bool asksForAudio_ = false; ///< the newest search does
     std::optional<std::string> queryError_;
     std::set<SortKey> keysInPreparation_;
 
@@ -251,9 +234,10 @@ class Model : public QObject {
 
     // Last, and in this order: a queue is waited for before what its tasks use is destroyed.
     QtMainQueue mainQueue_;
-    SerialQueue scoutQueue_;    ///< asks drives who they are
-    SerialQueue orderQueue_;    ///< builds kept orders
-    SerialQueue audioQueue_;    ///< reads tags, one volume after the other
+    GlobalOrderKeeper global_;
+    SerialQueue scoutQueue_; ///< asks drives who they are
+    SerialQueue orderQueue_; ///< builds kept orders
+    AudioPasses audioPasses_;
     SerialQueue completeQueue_; ///< orders long results to their end
     SerialQueue searchQueue_;   ///< finds hits and their first screen
     SerialQueue retireQueue_;   ///< ends what takes long to end

@@ -166,22 +166,21 @@ void Model::postScan(const VolumePtr& volume) {
     volume->attaching = false;
     volume->bg->post(
         [this, weak = std::weak_ptr(volume), index = volume->index, scopes = volume->plan.scopes] {
-            ScanOutcome outcome;
+            std::optional<std::string> failure;
             try {
                 index->scan(scopes, scanThreads);
             } catch (const IndexError& error) {
-                outcome.failure = error.what();
+                failure = error.what();
             }
-            outcome.seconds = index->scanSeconds();
-            onMain(weak, [this, outcome](const VolumePtr& held) { scanFinished(held, outcome); });
+            onMain(weak, [this, failure](const VolumePtr& held) { scanFinished(held, failure); });
         });
 }
 
-void Model::scanFinished(const VolumePtr& volume, ScanOutcome outcome) {
+void Model::scanFinished(const VolumePtr& volume, std::optional<std::string> failure) {
     if (volume->offline || !takePlace(volume))
         return;
-    volume->seconds = outcome.seconds;
-    volume->failure = std::move(outcome.failure);
+    volume->seconds = volume->index->scanSeconds();
+    volume->failure = std::move(failure);
     volume->count = volume->index->liveCount();
     volume->scanning = false;
     volume->lastReconcile = platform_.clock.now();
@@ -418,7 +417,7 @@ void Model::dropWatcher(VolumeState& volume) {
 /// it would find an empty folder, and save that.
 void Model::retire(VolumeState& volume) {
     dropWatcher(volume);
-    cancelAudio(volume);
+    AudioPasses::cancel(volume);
     if (volume.scanning)
         volume.index->cancelScan();
     if (const VolumePtr fresh = volume.replacement.lock()) {
@@ -443,10 +442,10 @@ void Model::tick() {
     for (const VolumePtr& volume : std::vector(volumes_)) { // the list may change meanwhile
         if (volume->offline || volume->scanning)
             continue;
-        maintainAudio(volume);
+        audioPasses_.maintain(volume);
         maintain(volume);
     }
-    if (maintainGlobal())
+    if (!anyScanning() && global_.maintain(volumes_, orderQueue_))
         runSearch(false);
 }
 

@@ -67,7 +67,7 @@ void Model::startSearch(bool resetScroll, bool ordersArePrepared) {
     if (state_.filter)
         query = query.and_(*state_.filter);
 
-    asksForAudio_ = query.asksForAudio();
+    audioPasses_.setResultsDependOnTags(query.asksForAudio());
 
     const std::uint64_t generation = beginGeneration();
     if (query.groups.empty() && !state_.browseAll) {
@@ -84,7 +84,7 @@ void Model::startSearch(bool resetScroll, bool ordersArePrepared) {
                            .volumes = volumes_,
                            .query = std::move(query),
                            .state = state_,
-                           .global = global_,
+                           .global = global_.order(),
                            .resetScroll = resetScroll,
                            .isStale = [this, generation] { return !isCurrent(generation); }});
     const bool mayPrepare = options_.keepsOrders && !ordersArePrepared;

@@ -25,17 +25,30 @@ std::string statusSuffix(const VolumeState& volume) {
 }
 
 std::string statusSentence(const VolumeState& volume) {
-    const std::string count = std::to_string(volume.count);
     if (volume.offline)
-        return volume.name + tr(" is not connected. The catalog (") + count +
-               tr(" entries, as of ") + localDateTime(volume.catalogDate.value_or(0)) +
-               tr(") stays searchable.");
+        return trn(
+            "{name} is not connected. The catalog ({count} entry, as of {date}) stays "
+            "searchable.",
+            "{name} is not connected. The catalog ({count} entries, as of {date}) stays "
+            "searchable.",
+            volume.count,
+            {{"name", volume.name}, {"date", localDateTime(volume.catalogDate.value_or(0))}});
     if (volume.scanning)
-        return count + tr(" entries so far, searching already works on what is there");
+        return trn("{count} entry so far, searching already works on what is there",
+                   "{count} entries so far, searching already works on what is there",
+                   volume.count);
     if (volume.updating && volume.loaded)
-        return count +
-               tr(" entries from the snapshot, changes since the last run are being replayed");
+        return trn("{count} entry from the snapshot, changes since the last run are being replayed",
+                   "{count} entries from the snapshot, changes since the last run are being "
+                   "replayed",
+                   volume.count);
     return {};
+}
+
+std::string offlineSummary(const VolumeState& volume) {
+    return trn("not connected · {count} entry · as of {date}",
+               "not connected · {count} entries · as of {date}", volume.count,
+               {{"date", localDateTime(volume.catalogDate.value_or(0))}});
 }
 
 std::string watchNotice(const VolumeState& volume) {
@@ -44,9 +57,11 @@ std::string watchNotice(const VolumeState& volume) {
     const StreamStatus stream = volume.watcher->status().stream;
     if (!stream.limitReached)
         return {};
-    return tr("{name}: {count} folders are looked at only now and then, because the system lets "
-              "programs watch no more. Raise fs.inotify.max_user_watches to change that.",
-              {{"name", volume.name}, {"count", stream.polledFolders}});
+    return trn("{name}: {count} folder is looked at only now and then, because the system lets "
+               "programs watch no more. Raise fs.inotify.max_user_watches to change that.",
+               "{name}: {count} folders are looked at only now and then, because the system lets "
+               "programs watch no more. Raise fs.inotify.max_user_watches to change that.",
+               stream.polledFolders, {{"name", volume.name}});
 }
 
 } // namespace quarrydex

@@ -17,6 +17,10 @@ struct VolumeState;
 /// say.
 [[nodiscard]] std::string statusSentence(const VolumeState& volume);
 
+/// Of a volume that is not connected, for a list in which its name stands: "not connected ·
+/// 12 entries · as of …".
+[[nodiscard]] std::string offlineSummary(const VolumeState& volume);
+
 /// Why changes in some folders show late, and the way to mend it; empty when none do.
 [[nodiscard]] std::string watchNotice(const VolumeState& volume);
 

@@ -28,10 +28,10 @@ std::vector<std::string> ColumnSets::visible(std::string_view category) const {
 void ColumnSets::set(const std::vector<std::string>& columns, std::string_view category) {
     if (withForced(columns) == visible(category))
         return;
-    settings_.update(key, [&](Json& sets) {
+    settings_.update(key, [id = std::string(category), list = withForced(columns)](Json& sets) {
         if (!sets.is_object())
             sets = Json::object();
-        sets[std::string(category)] = withForced(columns);
+        sets[id] = list;
     });
 }
 

@@ -1,6 +1,6 @@
 #include "QuarrydexApp/prefs/Prefs.h"
 
-#include "QuarrydexCore/platform/Drives.h"
+#include "QuarrydexApp/prefs/QueuedSettings.h"
 #include "QuarrydexCore/text/Lang.h"
 
 #include <algorithm>
@@ -65,7 +65,8 @@ Prefs::Prefs(SettingsStore& settings, const AppFolders& folders, const MountTabl
 
 Prefs& Prefs::shared() {
     const Platform& system = systemPlatform();
-    static Prefs prefs(system.settings, system.folders, system.mounts);
+    static QueuedSettings settings(system.settings, Key::all);
+    static Prefs prefs(settings, system.folders, system.mounts);
     return prefs;
 }
 
@@ -116,13 +117,7 @@ SourceConfig Prefs::source(std::string_view identity, const Drive& drive) const 
     if (!drive.internal)
         return config;
     config.whole = false;
-    const std::vector<Mount> mounts = mounts_.mounts();
-    for (const std::string& folder : SourceConfig::personalFolders(folders_)) {
-        const Mount* mount = mountOf(mounts, folder);
-        const auto place = SourceConfig::relative(drive.root, folder);
-        if (place && (mount == nullptr || mount->path == drive.root))
-            config.folders.push_back(*place);
-    }
+    config.folders = SourceConfig::personalFoldersOn(drive.root, folders_, mounts_.mounts());
     return config;
 }
 
@@ -135,7 +130,7 @@ void Prefs::setSource(std::string_view identity, const SourceConfig& config) {
 }
 
 void Prefs::setSources(const Sources& changed) {
-    settings_.update(Key::sources, inObject([&](Json& stored) {
+    settings_.update(Key::sources, inObject([changed](Json& stored) {
                          for (const auto& [identity, config] : changed) {
                              Json& record = stored[identity];
                              if (record.is_object())
@@ -149,7 +144,7 @@ void Prefs::setSources(const Sources& changed) {
 
 void Prefs::forgetSource(std::string_view identity) {
     settings_.update(Key::sources,
-                     inObject([&](Json& stored) { stored.erase(std::string(identity)); }));
+                     inObject([id = std::string(identity)](Json& stored) { stored.erase(id); }));
     tell(Key::sources);
 }
 
@@ -194,7 +189,7 @@ std::vector<Category> Prefs::categories() const {
 }
 
 void Prefs::setCategories(const std::vector<Category>& categories) {
-    settings_.update(Key::categories, [&](Json& stored) {
+    settings_.update(Key::categories, [categories](Json& stored) {
         stored = Json::array();
         for (const Category& category : categories)
             stored.push_back(category.json());
@@ -216,11 +211,11 @@ void Prefs::setHiddenVolumes(const std::vector<std::string>& identities) {
 }
 
 void Prefs::setHidden(std::string_view identity, bool hidden) {
-    settings_.update(Key::hiddenVolumes, [&](Json& stored) {
+    settings_.update(Key::hiddenVolumes, [id = std::string(identity), hidden](Json& stored) {
         std::vector<std::string> all = textsOfJson(stored).value_or(std::vector<std::string>());
-        std::erase(all, identity);
+        std::erase(all, id);
         if (hidden)
-            all.emplace_back(identity);
+            all.push_back(id);
         stored = all;
     });
     tell(Key::hiddenVolumes);
@@ -241,6 +236,15 @@ std::vector<std::string> Prefs::visibleColumns(std::string_view category) const 
 void Prefs::setVisibleColumns(const std::vector<std::string>& columns, std::string_view category) {
     ColumnSets(settings_).set(columns, category);
     tell(Key::columnSets);
+}
+
+TableState Prefs::tableState() const {
+    return TableState::fromJson(settings_.value(Key::tableState));
+}
+
+void Prefs::setTableState(const TableState& state) {
+    settings_.update(Key::tableState, [&](Json& stored) { stored = state.json(); });
+    tell(Key::tableState);
 }
 
 // --- Behaviour ----------------------------------------------------------------------------------

@@ -11,9 +11,11 @@
 #include "QuarrydexApp/prefs/ColumnSets.h"
 #include "QuarrydexApp/prefs/HotKeyPreset.h"
 #include "QuarrydexApp/prefs/SourceConfig.h"
+#include "QuarrydexApp/prefs/TableState.h"
 #include "QuarrydexCore/base/Subscription.h"
 #include "QuarrydexCore/platform/Platform.h"
 
+#include <array>
 #include <functional>
 #include <map>
 #include <memory>
@@ -43,6 +45,13 @@ class Prefs {
         static constexpr std::string_view showJunk = "showJunk";
         static constexpr std::string_view onboardingDismissed = "onboardingDismissed";
         static constexpr std::string_view language = "language";
+        static constexpr std::string_view tableState = "QuarrydexResults2";
+
+        static constexpr std::array<std::string_view, 16> all = {
+            categories, includeOnly,   hiddenVolumes,       sources,
+            configured, excludedPaths, indexDiskImages,     keepOffline,
+            columnSets, confirmTrash,  hotkeyPreset,        appearance,
+            kindStyle,  showJunk,      onboardingDismissed, language};
     };
 
     using Observer = std::function<void(std::string_view key)>;
@@ -50,7 +59,7 @@ class Prefs {
 
     Prefs(SettingsStore& settings, const AppFolders& folders, const MountTable& mounts);
 
-    /// The program's one instance, over the system's settings.
+    /// The program's one instance, over the system's settings, which it writes in the background.
     [[nodiscard]] static Prefs& shared();
 
     /// Tells of every change made through this object until the subscription is destroyed, which
@@ -112,6 +121,9 @@ class Prefs {
     /// `ColumnSets.visible` and `ColumnSets.set(_:for:)`, with notice.
     [[nodiscard]] std::vector<std::string> visibleColumns(std::string_view category) const;
     void setVisibleColumns(const std::vector<std::string>& columns, std::string_view category);
+
+    [[nodiscard]] TableState tableState() const;
+    void setTableState(const TableState& state);
 
     // --- Behaviour -------------------------------------------------------------------------------
 

@@ -1,11 +1,13 @@
 #include "QuarrydexApp/prefs/SourceConfig.h"
 
 #include "QuarrydexCore/base/Files.h"
+#include "QuarrydexCore/platform/Drives.h"
 #include "QuarrydexCore/platform/SettingsStore.h"
 
 #include <algorithm>
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 #include <nlohmann/json.hpp>
 
@@ -84,6 +86,19 @@ std::vector<std::string> SourceConfig::personalFolders(const AppFolders& folders
         if (std::ranges::none_of(found,
                                  [&](const std::string& other) { return isBelow(other, folder); }))
             out.push_back(folder);
+    return out;
+}
+
+std::vector<std::string> SourceConfig::personalFoldersOn(const std::string& root,
+                                                         const AppFolders& folders,
+                                                         std::span<const Mount> mounts) {
+    std::vector<std::string> out;
+    for (const std::string& folder : personalFolders(folders)) {
+        const Mount* mount = mountOf(mounts, folder);
+        auto place = relative(root, folder);
+        if (place && (mount == nullptr || mount->path == root))
+            out.push_back(std::move(*place));
+    }
     return out;
 }
 

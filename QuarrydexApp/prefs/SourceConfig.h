@@ -5,8 +5,10 @@
 #pragma once
 
 #include "QuarrydexCore/platform/AppFolders.h"
+#include "QuarrydexCore/platform/MountTable.h"
 
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -36,6 +38,11 @@ struct SourceConfig {
     /// Pictures of the home folder and those that the desktop names for the same purposes. Only
     /// those that exist, each once; one inside another is left out. Asks the disk.
     [[nodiscard]] static std::vector<std::string> personalFolders(const AppFolders& folders);
+
+    /// Those that lie on the drive with this root, as `folders` holds them. Asks the disk.
+    [[nodiscard]] static std::vector<std::string> personalFoldersOn(const std::string& root,
+                                                                    const AppFolders& folders,
+                                                                    std::span<const Mount> mounts);
 
     [[nodiscard]] nlohmann::json json() const;
 

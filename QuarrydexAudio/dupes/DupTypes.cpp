@@ -30,6 +30,10 @@ Rank rankOf(const DupMember& member) {
             -std::int64_t{member.mtime}, -static_cast<std::int64_t>(characterCount(member.path))};
 }
 
+bool isLosslessFile(const DupMember& member) {
+    return member.meta && isLossless(member.meta->codec);
+}
+
 } // namespace
 
 std::string_view caseName(DupStage stage) {
@@ -86,6 +90,26 @@ std::size_t best(const std::vector<DupMember>& members) {
         }
     }
     return best;
+}
+
+KeepReason keepReason(const std::vector<DupMember>& members) {
+    const std::size_t first = best(members);
+    std::size_t second = first == 0 ? 1 : 0;
+    for (std::size_t i = second + 1; i < members.size(); ++i)
+        if (i != first && rankOf(members[i]) > rankOf(members[second]))
+            second = i;
+    const auto [quality, tags, age, path] = rankOf(members[first]);
+    const auto [otherQuality, otherTags, otherAge, otherPath] = rankOf(members[second]);
+    if (quality != otherQuality) {
+        if (!isLosslessFile(members[first]))
+            return KeepReason::bitRate;
+        return isLosslessFile(members[second]) ? KeepReason::resolution : KeepReason::lossless;
+    }
+    if (tags != otherTags)
+        return KeepReason::tags;
+    if (age != otherAge)
+        return KeepReason::age;
+    return path != otherPath ? KeepReason::path : KeepReason::position;
 }
 
 } // namespace quarrydex

@@ -107,4 +107,18 @@ struct DupGroup {
 /// equals. 0 for fewer than two.
 [[nodiscard]] std::size_t best(const std::vector<DupMember>& members);
 
+/// What decided for the best member over the next best.
+enum class KeepReason : std::uint8_t {
+    lossless,   ///< all others lose something
+    resolution, ///< more bits or a higher sample rate, among lossless ones
+    bitRate,    ///< among lossy ones
+    tags,
+    age,
+    path,
+    position, ///< they are equals; it comes first
+};
+
+/// REQUIRES: at least two members.
+[[nodiscard]] KeepReason keepReason(const std::vector<DupMember>& members);
+
 } // namespace quarrydex

@@ -18,7 +18,7 @@ DeepPass::DeepPass(VolumeIndex& index) : index_(index) {
                    [](const auto& pair) { return pair.second; });
 }
 
-RefreshStats DeepPass::step(VolumeIndex::RefreshOptions options) {
+RefreshStats DeepPass::step(RefreshOptions options) {
     std::vector<std::string> paths;
     const std::size_t end = std::min(next_ + slice, folders_.size());
     for (; next_ < end; ++next_)

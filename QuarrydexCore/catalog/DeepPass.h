@@ -27,7 +27,7 @@ class DeepPass {
     [[nodiscard]] bool isDone() const { return next_ == folders_.size(); }
 
     /// Reads the next folders.
-    RefreshStats step(VolumeIndex::RefreshOptions options);
+    RefreshStats step(RefreshOptions options);
 
   private:
     VolumeIndex& index_;

@@ -1,5 +1,7 @@
 #include "QuarrydexCore/catalog/IndexError.h"
 
+#include "QuarrydexCore/text/tr.h"
+
 #include <system_error>
 #include <utility>
 
@@ -7,28 +9,29 @@ namespace quarrydex {
 
 namespace {
 
-/// "Cannot open “/x”: No such file or directory"
-std::string failed(const char* what, const std::string& path, int error) {
-    std::string message = std::string("Cannot ") + what + " “" + path + "”";
-    if (error != 0)
-        message += ": " + std::generic_category().message(error);
-    return message;
+std::string reason(int error) {
+    return std::generic_category().message(error);
 }
 
 } // namespace
 
 IndexError IndexError::cannotOpen(std::string path, int error) {
-    const std::string message = failed("open", path, error);
+    const std::string message = error == 0 ? tr("Cannot open “{path}”", {{"path", path}})
+                                           : tr("Cannot open “{path}”: {reason}",
+                                                {{"path", path}, {"reason", reason(error)}});
     return {Case::cannotOpen, std::move(path), message};
 }
 
 IndexError IndexError::cannotSave(std::string path, int error) {
-    const std::string message = failed("save", path, error);
+    const std::string message = error == 0 ? tr("Cannot save “{path}”", {{"path", path}})
+                                           : tr("Cannot save “{path}”: {reason}",
+                                                {{"path", path}, {"reason", reason(error)}});
     return {Case::cannotSave, std::move(path), message};
 }
 
 IndexError IndexError::refusedPath(std::string path) {
-    const std::string message = failed("save", path, 0) + ": nothing is ever saved there";
+    const std::string message =
+        tr("Cannot save “{path}”: nothing is ever saved there", {{"path", path}});
     return {Case::refusedPath, std::move(path), message};
 }
 

@@ -1,4 +1,4 @@
-/// What the throwing operations of a catalogue report.
+/// What the throwing operations of a catalogue report; the message is in the language in effect.
 #pragma once
 
 #include <cstdint>

@@ -23,7 +23,7 @@ bool isGone(int error) {
 
 } // namespace
 
-RefreshPass::RefreshPass(VolumeIndex& index, fidx& store, VolumeIndex::RefreshOptions options)
+RefreshPass::RefreshPass(VolumeIndex& index, fidx& store, RefreshOptions options)
     : index_(index), store_(store), options_(options), excludes_(index.excludes()) {
     for (std::string& path : excludes_)
         path.resize(withoutEndSlashes(path).size());
@@ -71,7 +71,7 @@ void RefreshPass::wantFoldersBelow() {
         setBit(isBelow, id);
         wanted_.push_back(id);
     }
-    const VolumeIndex::FolderIds folders = index_.folderIds(count);
+    const FolderIds folders = index_.folderIds(count);
     for (EntryId id : folders.ids) {
         const std::optional<EntryId> parent = index_.parent(id);
         if (!parent || *parent >= id || !testBit(isBelow, *parent))

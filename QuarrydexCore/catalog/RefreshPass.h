@@ -27,7 +27,7 @@ namespace quarrydex {
 
 class RefreshPass {
   public:
-    RefreshPass(VolumeIndex& index, fidx& store, VolumeIndex::RefreshOptions options);
+    RefreshPass(VolumeIndex& index, fidx& store, RefreshOptions options);
 
     /// Notes the folders to re-read, and those of the options.
     void request(std::span<const std::string> dirs);
@@ -82,7 +82,7 @@ class RefreshPass {
 
     VolumeIndex& index_;
     fidx& store_;
-    const VolumeIndex::RefreshOptions options_;
+    const RefreshOptions options_;
     RefreshStats stats_;
     std::vector<std::string> excludes_;
     std::vector<EntryId> wanted_;         ///< to be read in the next round

@@ -79,7 +79,7 @@ void VisitTree::resolve() {
     for (const auto& root : roots_)
         note(*root);
     // A parent has a lower id than its children, so one ascending pass goes all the way down.
-    const VolumeIndex::FolderIds folders = index_.folderIds(count);
+    const FolderIds folders = index_.folderIds(count);
     for (EntryId id : folders.ids) {
         if (unresolved_ == 0)
             return;

@@ -4,8 +4,8 @@
 /// Threads: any. Reading entries below count() takes no lock (see fidx.h). Settings are made before
 /// the first scan. One thread at a time scans or refreshes (the catalogue's owner sees to that);
 /// searches and orders may run beside it.
-/// Locks: saveLock, the store's append mutex, `lock`, in this order; `lock` is a leaf, held for
-/// short sections only, never during a sort, a scan, a search or a save.
+/// Locks: saveLock, roundLock, the store's append mutex, `lock`, in this order; `lock` is a leaf,
+/// held for short sections only, never during a sort, a scan, a search or a save.
 /// Failure: scan throws IndexError; allocation failure ends the process.
 #pragma once
 
@@ -77,7 +77,6 @@ class VolumeIndex : public Entries {
     /// Ends a scan early, for a catalogue that is wanted no more.
     void cancelScan() { fidx_stop_scans(base_); }
 
-    using RefreshOptions = quarrydex::RefreshOptions;
     /// `refresh(dirs:recursive:threads:)`: re-reads folders given by path.
     RefreshStats refresh(std::span<const std::string> dirs, RefreshOptions options);
 
@@ -98,10 +97,11 @@ class VolumeIndex : public Entries {
     /// `directories(upTo:)`: ids of all folders below `upTo`, ascending, deleted ones included.
     [[nodiscard]] std::vector<EntryId> directories(std::uint32_t upTo) const;
 
-    using FolderIds = quarrydex::FolderIds;
-
     /// The same without a copy, for use on every search.
     [[nodiscard]] FolderIds folderIds(std::uint32_t upTo) const;
+
+    /// The folding of names and query text (text/Fold.h).
+    [[nodiscard]] static std::string fold(std::string_view text);
 
     // --- Changing -------------------------------------------------------------------------------
 
@@ -121,7 +121,8 @@ class VolumeIndex : public Entries {
     // --- Files (docs/formats/idx.md) ------------------------------------------------------------
 
     /// `save(to:info:)`: writes the snapshot, with `deleted` and `storeID` filled in and the usable
-    /// orders. Readers go on; changes wait. Throws IndexError; the old file then stays as it was.
+    /// orders. Readers go on; changes wait, and a round of a refresh is waited for. Throws
+    /// IndexError; the old file then stays as it was.
     void save(const std::string& path, SnapshotInfo info) QDX_EXCLUDES(saveLock_, lock_);
 
     /// `load(from:excludes:…)`: the catalogue of a snapshot (catalog/LoadedCatalog.h), or nothing
@@ -207,11 +208,6 @@ class VolumeIndex : public Entries {
     /// Memory of kept orders, ranks and their bitsets, bytes.
     [[nodiscard]] std::uint64_t orderBytes() const;
 
-    // --- Folding --------------------------------------------------------------------------------
-
-    /// The folding of names and query text (text/Fold.h).
-    [[nodiscard]] static std::string fold(std::string_view text);
-
   private:
     VolumeIndex(fidx* base, std::uint64_t storeID, std::vector<std::string> excludes);
 
@@ -239,7 +235,8 @@ class VolumeIndex : public Entries {
     std::unique_ptr<AudioTable> audio_;
     std::atomic<std::int64_t> savedAudioVersion_{-1}; ///< of what the file holds
 
-    Mutex saveLock_; ///< serialises snapshot writing
+    Mutex saveLock_;  ///< serialises snapshot writing
+    Mutex roundLock_; ///< held by each round of a refresh, which a save must not see half of
     mutable Mutex lock_;
     std::int64_t mutations_ QDX_GUARDED_BY(lock_) = 0;
     std::int64_t savedMutations_ QDX_GUARDED_BY(lock_) = 0;

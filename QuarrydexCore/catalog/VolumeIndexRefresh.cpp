@@ -7,9 +7,11 @@ namespace quarrydex {
 RefreshStats VolumeIndex::refresh(std::span<const std::string> dirs, RefreshOptions options) {
     RefreshPass pass(*this, *base_, options);
     pass.request(dirs);
-    while (pass.hasWork())
+    while (pass.hasWork()) {
+        const MutexLock whole(roundLock_);
         if (pass.runRound())
             noteChange();
+    }
     return pass.stats();
 }
 

@@ -111,8 +111,10 @@ void VolumeIndex::save(const std::string& path, SnapshotInfo info) {
     int result = fidx_ok;
     int error = 0;
     {
-        // Whatever changes the catalogue holds this too, and so changes it before all of the
-        // following or after.
+        // Whatever changes the catalogue holds the latter, and so changes it before all of the
+        // following or after. Half a round of a refresh would be a catalogue that is never mended:
+        // a deleted folder whose content is not, or a new one, with its time, whose content lacks.
+        const MutexLock betweenRounds(roundLock_);
         const fidx_edit held(base_);
         const std::uint32_t count = this->count();
         {

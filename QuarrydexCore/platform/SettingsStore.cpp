@@ -94,19 +94,19 @@ std::optional<std::vector<std::string>> SettingsStore::texts(std::string_view ke
 }
 
 bool SettingsStore::setBoolean(std::string_view key, bool value) {
-    return update(key, [&](Json& slot) { slot = value; });
+    return update(key, [value](Json& slot) { slot = value; });
 }
 
 bool SettingsStore::setInteger(std::string_view key, std::int64_t value) {
-    return update(key, [&](Json& slot) { slot = value; });
+    return update(key, [value](Json& slot) { slot = value; });
 }
 
 bool SettingsStore::setText(std::string_view key, std::string_view value) {
-    return update(key, [&](Json& slot) { slot = jsonOfText(value); });
+    return update(key, [json = jsonOfText(value)](Json& slot) { slot = json; });
 }
 
 bool SettingsStore::setTexts(std::string_view key, const std::vector<std::string>& values) {
-    return update(key, [&](Json& slot) { slot = jsonOfTexts(values); });
+    return update(key, [json = jsonOfTexts(values)](Json& slot) { slot = json; });
 }
 
 bool SettingsStore::remove(std::string_view key) {

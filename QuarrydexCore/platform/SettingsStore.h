@@ -26,7 +26,7 @@ namespace quarrydex {
 class SettingsStore {
   public:
     /// Receives the stored value (null when unset) and changes it; null removes the key.
-    /// Must not call the store.
+    /// Must not call the store. It may be called later and more than once: it owns what it uses.
     using Change = std::function<void(nlohmann::json&)>;
 
     virtual ~SettingsStore() = default;

@@ -171,8 +171,8 @@ bool VolumeWatcher::wasStopped(const std::shared_ptr<ChangeStream>& since) const
 }
 
 /// A refresh that ends when the watcher is stopped, and believes nothing once a root is gone.
-VolumeIndex::RefreshOptions
-VolumeWatcher::refreshOptions(const std::shared_ptr<ChangeStream>& stream, int threads) const {
+RefreshOptions VolumeWatcher::refreshOptions(const std::shared_ptr<ChangeStream>& stream,
+                                             int threads) const {
     return {.recursive = false, .threads = threads, .subtrees = {}, .mayGoOn = [this, stream] {
                 return !wasStopped(stream) && stream->rootsAreIntact();
             }};
@@ -267,7 +267,7 @@ void VolumeWatcher::applyPending() {
     const std::shared_ptr<ChangeStream> current = stream();
     if (!current)
         return;
-    VolumeIndex::RefreshOptions options = refreshOptions(current, options_.threads);
+    RefreshOptions options = refreshOptions(current, options_.threads);
     options.subtrees = subtrees;
     RefreshStats stats;
     if (!dirs.empty() || !subtrees.empty())

@@ -137,8 +137,8 @@ class VolumeWatcher {
     void after(std::uint64_t delayNs, std::function<void()> task);
     [[nodiscard]] std::shared_ptr<ChangeStream> stream() const;
     [[nodiscard]] bool wasStopped(const std::shared_ptr<ChangeStream>& since) const;
-    [[nodiscard]] VolumeIndex::RefreshOptions
-    refreshOptions(const std::shared_ptr<ChangeStream>& stream, int threads) const;
+    [[nodiscard]] RefreshOptions refreshOptions(const std::shared_ptr<ChangeStream>& stream,
+                                                int threads) const;
 
     // Set at construction.
     const std::string root_;

@@ -43,8 +43,6 @@ const std::set<std::string> sameEverywhere = {"{key}: {value}"};
 /// older text.
 const std::set<std::string> countsWithoutForms = {
     "The request is longer than {count} bytes",
-    "{name}: {count} folders are looked at only now and then, because the system lets programs "
-    "watch no more. Raise fs.inotify.max_user_watches to change that.",
 };
 
 /// The text between the quotes of a line of a .po file.

@@ -113,7 +113,7 @@ TEST(VolumeIndexTest, FolderViewsStayAsTheyWereWhileTheCacheGrows) {
     for (int i = 1; i < 20'000; ++i)
         entries.push_back({"d", 0, EntryFlags::dir});
     const Catalog catalog(entries);
-    const VolumeIndex::FolderIds early = catalog.index->folderIds(2);
+    const FolderIds early = catalog.index->folderIds(2);
     std::atomic<std::uint32_t> upTo{1};
     std::thread grower([&] {
         for (std::uint32_t n = 1; n <= 20'000; n += 37) {
@@ -123,7 +123,7 @@ TEST(VolumeIndexTest, FolderViewsStayAsTheyWereWhileTheCacheGrows) {
     });
     for (std::uint32_t n = 0; n < 19'900;) {
         n = upTo;
-        const VolumeIndex::FolderIds view = catalog.index->folderIds(n);
+        const FolderIds view = catalog.index->folderIds(n);
         ASSERT_EQ(view.ids.size(), n);
         for (std::uint32_t i = 0; i < n; ++i)
             ASSERT_EQ(view.ids[i], i);

@@ -243,7 +243,7 @@ TableState Prefs::tableState() const {
 }
 
 void Prefs::setTableState(const TableState& state) {
-    settings_.update(Key::tableState, [&](Json& stored) { stored = state.json(); });
+    settings_.update(Key::tableState, [state](Json& stored) { stored = state.json(); });
     tell(Key::tableState);
 }
 

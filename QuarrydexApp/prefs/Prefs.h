@@ -156,6 +156,9 @@ class Prefs {
     [[nodiscard]] bool onboardingDismissed() const;
     void setOnboardingDismissed(bool dismissed);
 
+    /// For what a window keeps under a key of its own, such as its size.
+    [[nodiscard]] SettingsStore& store() { return settings_; }
+
   private:
     class Observers;
     class Observation;

@@ -15,10 +15,14 @@ QueuedSettings::QueuedSettings(SettingsStore& store, std::span<const std::string
 }
 
 QueuedSettings::~QueuedSettings() {
-    std::unique_ptr<SerialQueue> queue;
+    drain();
+}
+
+void QueuedSettings::drain() {
+    std::shared_ptr<SerialQueue> queue;
     {
         const MutexLock held(lock_);
-        queue = std::move(queue_);
+        queue = queue_;
     }
     if (queue)
         queue->drain();
@@ -42,7 +46,7 @@ bool QueuedSettings::update(std::string_view key, const Change& change) {
     change(entry.value);
     ++entry.pending;
     if (!queue_)
-        queue_ = std::make_unique<SerialQueue>();
+        queue_ = std::make_shared<SerialQueue>();
     queue_->post([this, id = std::string(key), change] { write(id, change); });
     return true;
 }

@@ -33,6 +33,9 @@ class QueuedSettings final : public SettingsStore {
     QueuedSettings(const QueuedSettings&) = delete;
     QueuedSettings& operator=(const QueuedSettings&) = delete;
 
+    /// Returns when all that was set before the call is stored. Not for the main thread.
+    void drain() QDX_EXCLUDES(lock_);
+
     bool update(std::string_view key, const Change& change) override QDX_EXCLUDES(lock_);
 
     [[nodiscard]] std::string damagedCopy() const override { return store_.damagedCopy(); }
@@ -52,7 +55,7 @@ class QueuedSettings final : public SettingsStore {
     SettingsStore& store_;
     mutable Mutex lock_;
     mutable std::map<std::string, Known, std::less<>> known_ QDX_GUARDED_BY(lock_);
-    std::unique_ptr<SerialQueue> queue_ QDX_GUARDED_BY(lock_); ///< made by the first change
+    std::shared_ptr<SerialQueue> queue_ QDX_GUARDED_BY(lock_); ///< made by the first change
 };
 
 } // namespace quarrydex

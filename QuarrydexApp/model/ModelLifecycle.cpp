@@ -1,5 +1,6 @@
 #include "QuarrydexApp/model/Model.h"
 #include "QuarrydexApp/prefs/Prefs.h"
+#include "QuarrydexAudio/index/CarryOver.h"
 #include "QuarrydexCore/base/Log.h"
 #include "QuarrydexCore/text/tr.h"
 
@@ -104,6 +105,8 @@ void Model::volumeOpened(const VolumePtr& volume, OpenedVolume opened) {
         const auto hidden = options_.prefs->hiddenVolumes();
         volume->hidden = std::ranges::find(hidden, volume->id) != hidden.end();
     }
+    if (volume->loaded || (volume->before && volume->before->audio().count() == 0))
+        volume->before.reset(); // its tags are loaded too, or it has none
     setIndex(*volume, std::move(opened.index));
     start(volume);
 }
@@ -164,16 +167,18 @@ void Model::startScan(const VolumePtr& volume) {
 
 void Model::postScan(const VolumePtr& volume) {
     volume->attaching = false;
-    volume->bg->post(
-        [this, weak = std::weak_ptr(volume), index = volume->index, scopes = volume->plan.scopes] {
-            std::optional<std::string> failure;
-            try {
-                index->scan(scopes, scanThreads);
-            } catch (const IndexError& error) {
-                failure = error.what();
-            }
-            onMain(weak, [this, failure](const VolumePtr& held) { scanFinished(held, failure); });
-        });
+    volume->bg->post([this, weak = std::weak_ptr(volume), index = volume->index,
+                      before = volume->before, scopes = volume->plan.scopes] {
+        std::optional<std::string> failure;
+        try {
+            index->scan(scopes, scanThreads);
+            if (before)
+                carryOver(*before, index);
+        } catch (const IndexError& error) {
+            failure = error.what();
+        }
+        onMain(weak, [this, failure](const VolumePtr& held) { scanFinished(held, failure); });
+    });
 }
 
 void Model::scanFinished(const VolumePtr& volume, std::optional<std::string> failure) {
@@ -187,6 +192,7 @@ void Model::scanFinished(const VolumePtr& volume, std::optional<std::string> fai
     if (volume->failure) {
         dropWatcher(*volume);
     } else {
+        volume->before.reset();
         saveSnapshot(*volume, false);
         if (volume->watcher) {
             volume->updating = true;
@@ -227,6 +233,7 @@ void Model::rescan(const VolumePtr& volume) {
     fresh->lock = volume->lock;
     fresh->bg = volume->bg;
     fresh->replacing = volume;
+    fresh->before = volume->lastComplete();
     volume->replacement = fresh;
     volume->updating = true;
     auto index = std::make_shared<VolumeIndex>(

@@ -141,6 +141,7 @@ void Model::replaceBy(const VolumePtr& old, VolumePlan plan) {
     if (old->bg)
         volume->bg = old->bg; // behind a save of the old one
     setIndex(*volume, old->index);
+    volume->before = old->lastComplete();
     old->lock.reset();
     retire(*old);
     *place = volume;

@@ -10,7 +10,10 @@ namespace quarrydex {
 SearchRun::SearchRun(Request request)
     : request_(std::move(request)), startNs_(request_.clock->monotonicNs()) {
     for (const auto& volume : request_.volumes)
-        parts_.push_back({volume->index, volume->searcher, nullptr, volume->hidden});
+        parts_.push_back({volume->index,
+                          request_.sharesSearchers ? volume->searcher
+                                                   : std::make_shared<Searcher>(*volume->index),
+                          nullptr, volume->hidden});
 }
 
 bool SearchRun::findHits() {

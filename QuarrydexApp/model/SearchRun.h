@@ -33,6 +33,9 @@ class SearchRun {
         std::shared_ptr<const GlobalOrder> global; ///< null for none
         bool resetScroll{};
         std::function<bool()> isStale; ///< any thread
+
+        /// With the volumes' own searchers, which the next search cancels; else with new ones.
+        bool sharesSearchers = true;
     };
 
     /// Main thread.

@@ -49,7 +49,9 @@ struct VolumeState {
     std::uint64_t scanEventID{};
     std::weak_ptr<VolumeState> replacing;   ///< the state whose place this one takes when scanned
     std::weak_ptr<VolumeState> replacement; ///< the reverse
-    std::int64_t lastSave{};                ///< seconds since 1970
+    /// The last catalogue that was complete, until this one is: tags are taken over from it.
+    std::shared_ptr<VolumeIndex> before;
+    std::int64_t lastSave{}; ///< seconds since 1970
     std::shared_ptr<SerialQueue> bg;
 
     // --- Its music -------------------------------------------------------------------------------
@@ -75,6 +77,11 @@ struct VolumeState {
     double seconds{};                        ///< duration of the scan
     std::optional<std::int64_t> catalogDate; ///< of an offline catalogue, seconds since 1970
     std::optional<std::string> failure;      ///< why the scan failed, as shown to the user
+
+    /// What a volume that takes this one's place begins with as `before`.
+    [[nodiscard]] std::shared_ptr<VolumeIndex> lastComplete() const {
+        return before ? before : index;
+    }
 };
 
 } // namespace quarrydex

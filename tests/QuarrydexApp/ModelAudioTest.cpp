@@ -18,6 +18,8 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -161,6 +163,59 @@ TEST_F(ModelAudioTest, WatchedFileIsFoundUnderItsNewTags) {
     ASSERT_TRUE(comesTo([&] { return clock.waiting() > 0; }));
     clock.advance(60);
     EXPECT_TRUE(comesToFind({"watched/one.mp3", "watched/sub/two.mp3"}));
+}
+
+TEST_F(ModelAudioTest, VolumeThatIsMadeAnewReadsNoFileAgainThatIsTheSame) {
+    const auto choose = [this](const std::vector<std::string>& rels) {
+        SourceConfig source{.enabled = true, .whole = false, .folders = {}};
+        for (const std::string& rel : rels)
+            source.folders.push_back(tree.path(rel));
+        prefs.setSource("SYSTEM", source);
+    };
+    for (const char* name : {"a/one.mp3", "a/two.mp3"})
+        song(name, "First");
+    prefs.setConfigured(true);
+    choose({"a"});
+    start({});
+    model->setQuery("artist:first");
+    ASSERT_TRUE(comesToFind({"a/one.mp3", "a/two.mp3"}));
+    ASSERT_TRUE(comesToRest());
+
+    song("a/one.mp3", "Other"); // of the same size and time: whoever reads it gives itself away
+    song("a/two.mp3", "Other", longAgo + 1);
+    std::shared_ptr<VolumeIndex> old = model->volumes()[0]->index;
+    model->rescan(model->volumes()[0]);
+    EXPECT_TRUE(comesToFind({"a/one.mp3"}));
+    EXPECT_NE(model->volumes()[0]->index, old);
+
+    // A scan that fails finds nothing, and loses nothing.
+    tree.rename("a", "away");
+    model->rescan(model->volumes()[0]);
+    ASSERT_TRUE(comesTo([&] { return model->volumes()[0]->failure.has_value(); }));
+    tree.rename("away", "a");
+    model->rescan(model->volumes()[0]);
+    EXPECT_TRUE(comesToFind({"a/one.mp3"}));
+
+    // Other folders are chosen, and others again as soon as these are scanned.
+    song("b/three.mp3", "First");
+    song("c/four.mp3", "First");
+    old = model->volumes()[0]->index;
+    bool isChosenAgain = false;
+    const auto chooseAgain = [&] {
+        if (!model->volumes()[0]->scanning || model->volumes()[0]->index == old ||
+            std::exchange(isChosenAgain, true))
+            return;
+        choose({"a", "b", "c"});
+        model->indexNewDrive({.identity = "SYSTEM", .name = "", .root = "/", .isInternal = true});
+    };
+    QObject::connect(model.get(), &Model::volumesChanged, model.get(), chooseAgain,
+                     Qt::QueuedConnection);
+    choose({"a", "b"});
+    model->applySources();
+    EXPECT_TRUE(comesToFind({"a/one.mp3", "b/three.mp3", "c/four.mp3"}));
+    EXPECT_TRUE(isChosenAgain);
+    EXPECT_TRUE(comesToRest());
+    EXPECT_EQ(model->volumes()[0]->before, nullptr) << "the old catalogue is let go";
 }
 
 TEST_F(ModelAudioTest, FileRetaggedWithinTheSecondThatItWasReadInIsReadAgain) {

@@ -5,10 +5,13 @@
 #include <array>
 #include <csignal>
 #include <cstdlib>
+#include <sstream>
 #include <string_view>
 #include <thread>
 
 #include <fcntl.h>
+#include <poll.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -40,6 +43,15 @@ std::string readAll(Fd from) {
     for (ssize_t got; (got = ::read(from.get(), buffer.data(), buffer.size())) > 0;)
         out.append(buffer.data(), static_cast<std::size_t>(got));
     return out;
+}
+
+/// Longer than anything takes here, under a sanitizer and load too; no test hangs for ever.
+constexpr int limitMs = 240'000;
+
+/// False when nothing comes within the limit.
+bool comes(int descriptor) {
+    pollfd watched{descriptor, POLLIN, 0};
+    return ::poll(&watched, 1, limitMs) != 0;
 }
 
 /// In the child: becomes the program.
@@ -108,6 +120,15 @@ runProgram(const char* path, const std::vector<std::string>& arguments, const La
     return outcome;
 }
 
+std::string findProgram(const std::string& name) {
+    const char* folders = std::getenv("PATH"); // NOLINT(concurrency-mt-unsafe): nobody writes it
+    std::istringstream list(folders != nullptr ? folders : "");
+    for (std::string folder; std::getline(list, folder, ':');)
+        if (const std::string path = folder + "/" + name; ::access(path.c_str(), X_OK) == 0)
+            return path;
+    return "";
+}
+
 RunningProgram::RunningProgram(const char* path,
                                const std::vector<std::string>& arguments,
                                const Launch& launch) {
@@ -137,6 +158,8 @@ std::optional<std::string> RunningProgram::readLine() {
     std::size_t end;
     while ((end = buffer_.find('\n')) == std::string::npos) {
         std::array<char, 4096> piece;
+        if (!comes(out_.get()))
+            return std::nullopt;
         const ssize_t got = ::read(out_.get(), piece.data(), piece.size());
         if (got <= 0)
             return std::nullopt;
@@ -152,6 +175,9 @@ void RunningProgram::signal(int number) {
 }
 
 int RunningProgram::wait() {
+    const Fd end(static_cast<int>(::syscall(SYS_pidfd_open, child_, 0)));
+    if (end && !comes(end.get()))
+        ::kill(child_, SIGKILL);
     int status = 0;
     ::waitpid(child_, &status, 0);
     child_ = -1;

@@ -33,6 +33,9 @@ struct Launch {
 [[nodiscard]] Outcome
 runProgram(const char* path, const std::vector<std::string>& arguments, const Launch& launch = {});
 
+/// The path of a program that the machine has by this name; empty when it has none.
+[[nodiscard]] std::string findProgram(const std::string& name);
+
 /// A program that is still at work; killed if it is at the object's end. Its standard error goes
 /// where the test's does. Launch::home must be given; input and terminal are not used.
 class RunningProgram {
@@ -46,13 +49,16 @@ class RunningProgram {
 
     void writeLine(const std::string& line);
 
-    /// The next line of its output, or nothing at the end of it.
+    /// The next line of its output, or nothing at the end of it, or when none comes for minutes.
     [[nodiscard]] std::optional<std::string> readLine();
 
     void signal(int number);
 
-    /// Waits for its end. The exit status, -1 when killed.
+    /// Waits for its end. The exit status, -1 when killed, as it is when it does not end for
+    /// minutes.
     int wait();
+
+    [[nodiscard]] pid_t id() const { return child_; }
 
   private:
     pid_t child_ = -1;

@@ -1,3 +1,4 @@
+#include "QuarrydexApp/Delegate.h"
 #include "QuarrydexApp/headless/CommandLine.h"
 #include "QuarrydexApp/headless/Headless.h"
 #include "QuarrydexApp/headless/Session.h"
@@ -36,5 +37,7 @@ int main(int argc, char** argv) {
     }
     auto& chosen = std::get<Options>(options);
     chosen.startNs = startNs;
+    if (chosen.mode == Options::Mode::none && canShowWindows(chosen))
+        return runWindows(chosen, argc, argv);
     return runHeadless(chosen, argc, argv);
 }

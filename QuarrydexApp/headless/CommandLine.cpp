@@ -46,7 +46,7 @@ class Reader {
             options_.persist = false;
             while (!rest_.empty())
                 options_.queries.push_back(take());
-        } else if (!readSwitch(flag) && !readValueFlag(flag)) {
+        } else if (!readSwitch(flag) && !readWindowFlag(flag) && !readValueFlag(flag)) {
             fault_ =
                 flag.starts_with('-')
                     ? tr("Unknown option {option}: see --help.", {{"option", flag}})
@@ -70,6 +70,10 @@ class Reader {
             setMode(Mode::batch, flag);
         else if (flag == "--startup-bench")
             setMode(Mode::startupBench, flag);
+        else if (flag == "--toggle")
+            setAsk(Options::Ask::toggle, flag);
+        else if (flag == "--show")
+            setAsk(Options::Ask::show, flag);
         else if (flag == "--version")
             setMode(Mode::version, flag);
         else if (flag == "--help" || flag == "-h")
@@ -79,14 +83,77 @@ class Reader {
         return true;
     }
 
+    /// The flags that change how the windows look or picture one. Without its value, such a flag is
+    /// ignored.
+    bool readWindowFlag(const std::string& flag) {
+        Options::Screenshot& picture = options_.screenshot;
+        const std::pair<std::string_view, bool*> switches[] = {{"--dupes", &picture.dupes},
+                                                               {"--chooser", &picture.chooser},
+                                                               {"--settings", &picture.settings},
+                                                               {"--select", &picture.select}};
+        for (const auto& [name, field] : switches) {
+            if (flag == name)
+                return *field = true;
+        }
+        const std::pair<std::string_view, std::string*> texts[] = {
+            {"--kind", &options_.kindStyle},
+            {"--query", &picture.query},
+            {"--filter", &picture.filter},
+            {"--appearance", &picture.appearance}};
+        for (const auto& [name, field] : texts) {
+            if (flag == name) {
+                if (!rest_.empty())
+                    *field = take();
+                return true;
+            }
+        }
+        return readPictureFlag(flag);
+    }
+
+    bool readPictureFlag(const std::string& flag) {
+        if (flag != "--snapshot" && flag != "--after" && flag != "--show-columns")
+            return false;
+        if (rest_.empty())
+            return true;
+        const std::string value = take();
+        if (flag == "--snapshot") {
+            setMode(Mode::none, flag);
+            options_.screenshot.file = value;
+        } else if (flag == "--after") {
+            setAfter(value);
+        } else {
+            setColumns(value);
+        }
+        return true;
+    }
+
+    void setAfter(const std::string& value) {
+        constexpr double day = 24 * 60 * 60;
+        options_.screenshot.afterS = number<double>("--after", value);
+        if (fault_.empty() &&
+            !(options_.screenshot.afterS >= 0 && options_.screenshot.afterS <= day))
+            fault_ = tr("{option} takes a number, not “{value}”.",
+                        {{"option", "--after"}, {"value", value}});
+    }
+
+    void setColumns(const std::string& value) {
+        options_.showColumns.clear();
+        for (std::size_t begin = 0; begin < value.size();) {
+            const std::size_t end = std::min(value.find(',', begin), value.size());
+            if (end > begin)
+                options_.showColumns.push_back(value.substr(begin, end - begin));
+            begin = end + 1;
+        }
+    }
+
     /// The flags that cannot do without their value.
     bool readValueFlag(const std::string& flag) {
         constexpr std::string_view known[] = {
-            "--list",       "--explain", "--exclude",  "--types",     "--sort", "--limit",
-            "--duplicates", "--stages",  "--min-size", "--tolerance", "--kind"};
+            "--list",       "--explain", "--exclude",  "--types",     "--sort",  "--limit",
+            "--duplicates", "--stages",  "--min-size", "--tolerance", "--search"};
         if (std::ranges::find(known, flag) == std::end(known))
             return false;
-        const bool mayBeEmpty = flag == "--list" || flag == "--limit";
+        const bool mayBeEmpty = flag == "--list" || flag == "--search" || flag == "--limit";
         if (rest_.empty() || (*rest_.front() == '\0' && !mayBeEmpty)) {
             fault_ = tr("{option} needs a value.", {{"option", flag}});
             return true;
@@ -100,8 +167,9 @@ class Reader {
         } else if (flag == "--explain") {
             setMode(Mode::explain, flag);
             options_.explainPath = value;
-        } else if (flag == "--kind") {
-            options_.kindStyle = value;
+        } else if (flag == "--search") {
+            setAsk(Options::Ask::search, flag);
+            options_.askText = value;
         } else if (flag == "--exclude") {
             options_.excludes.push_back(value);
         } else if (flag == "--types") {
@@ -183,6 +251,11 @@ class Reader {
         modeFlag_ = flag;
     }
 
+    void setAsk(Options::Ask ask, const std::string& flag) {
+        setMode(Mode::none, flag);
+        options_.ask = ask;
+    }
+
     /// Notes a flag that means something with --list alone.
     bool forList(const std::string& flag) {
         listFlag_ = flag;
@@ -216,6 +289,9 @@ class Reader {
         else if (options_.print0 && options_.json)
             fault_ = tr("{first} and {second} cannot be used together.",
                         {{"first", "--print0"}, {"second", "--json"}});
+        else if (options_.ask != Options::Ask::nothing && !options_.roots.empty())
+            fault_ = tr("{first} and {second} cannot be used together.",
+                        {{"first", modeFlag_}, {"second", "--root"}});
     }
 
     std::span<const char* const> rest_;
@@ -236,7 +312,12 @@ std::string helpText() {
     return tr(R"(Usage: quarrydex [--root DIR…] [MODE] [OPTION…]
 
 Finds files and folders by name below the given folders, or in the sources that were chosen.
-Without a mode it keeps their catalogues current until it is told to end.
+Without a mode its window opens, or the window of the instance that runs already.
+
+The running instance:
+  --toggle            show the search window, or hide it where it is in front: for a key of your own
+  --show              show the search window
+  --search TEXT       show it and search for the text
 
 Modes:
   --list QUERY        print the path of every hit, one a line
@@ -253,6 +334,20 @@ What is searched:
   --exclude DIR       a folder to leave out; may be repeated
   --types LIST        record only files of these types, for example '*.mp3;*.flac'
   --no-persist        neither read nor write saved catalogues
+
+The windows, for this run:
+  --show-columns LIST the columns of the results, for example name,path,size,date
+  --kind STYLE        how kinds of files are named, in place of the stored setting
+
+A picture of a window:
+  --snapshot FILE     write it as PNG and end, without a display too
+  --query TEXT        search for this first
+  --filter CATEGORY   choose this category
+  --select            select the first row
+  --dupes, --chooser, --settings
+                      the duplicates, the source chooser or the settings instead of the results
+  --appearance LOOK   dark or light
+  --after SECONDS     wait before the picture is taken
 
 With --list:
   --sort KEY          name (the default), path, size, date or created
@@ -276,7 +371,8 @@ Answers:              {"count": all hits, "ms": milliseconds, "paths": […]} or
                       bytes of that path at the same place, null for the others.
 
 The exit status is 0 when there are hits (with --explain: when a plain search finds the path), 1 when
-there are none, and 2 after an error or when --duplicates was interrupted.
+there are none, 2 after an error or when --duplicates was interrupted, and 3 when --snapshot could
+not be taken.
 )");
 }
 

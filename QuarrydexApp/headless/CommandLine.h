@@ -47,17 +47,48 @@ struct Options {
     bool showJunk = false;
     bool print0 = false;
     bool json = false;
-    std::string kindStyle;   ///< --kind; empty: as stored
+    std::string kindStyle;                ///< --kind; empty: as stored
+    std::vector<std::string> showColumns; ///< --show-columns: ids of columns; empty: as stored
+
+    /// What a start asks of the instance that runs already: --toggle, --show, --search. The flags
+    /// go with no mode and no root. Where none runs, this start becomes it and does it itself.
+    enum class Ask : std::uint8_t { nothing, toggle, show, search };
+    Ask ask = Ask::nothing;
+    std::string askText; ///< --search
+
+    /// --snapshot and what goes with it: one window as a picture in a file.
+    struct Screenshot {
+        std::string file; ///< PNG to write; empty: no picture is asked for, and the rest is idle
+        std::string query;
+        std::string filter;     ///< id of a category
+        std::string appearance; ///< "dark", empty as stored, anything else is light
+        double afterS = 0;      ///< seconds to wait before the picture is taken, up to a day
+        bool dupes = false;     ///< the window of duplicates …
+        bool chooser = false;   ///< … the source chooser …
+        bool settings = false;  ///< … or the settings, in place of the panel
+        bool select = false;    ///< the first row is selected
+    };
+
+    Screenshot screenshot;
+
     std::uint64_t startNs{}; ///< monotonic time at the start of main()
     bool persist = true;     ///< catalogues may be read from and written to disk
 };
+
+/// True for a start that belongs to the instance that runs already, if there is one: no mode, no
+/// folders of its own, no picture to be taken.
+[[nodiscard]] inline bool goesToRunningInstance(const Options& options) {
+    return options.mode == Options::Mode::none && options.roots.empty() &&
+           options.screenshot.file.empty();
+}
 
 /// What is wrong with a command line, in one line.
 struct CommandLineError {
     std::string message;
 };
 
-/// Reads the arguments, without the program's name. The first fault found is told.
+/// Reads the arguments, without the program's name. The first fault found is told. The flags that
+/// windows alone heed may stand last without their value and are then ignored, like --root.
 [[nodiscard]] std::variant<Options, CommandLineError>
 parseCommandLine(std::span<const char* const> arguments);
 

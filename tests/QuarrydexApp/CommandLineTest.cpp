@@ -91,10 +91,46 @@ TEST(CommandLineTest, SelfTestTakesAllThatFollows) {
     EXPECT_TRUE(parsed({"--selftest"}).queries.empty());
 }
 
-TEST(CommandLineTest, RootWithoutValueIsIgnored) {
-    const Options options = parsed({"--list", "x", "--root"});
-    EXPECT_EQ(options.mode, Mode::list);
-    EXPECT_TRUE(options.roots.empty());
+TEST(CommandLineTest, WindowFlagsWithoutTheirValueAreIgnored) {
+    for (const char* flag : {"--root", "--kind", "--show-columns", "--snapshot", "--query",
+                             "--filter", "--appearance", "--after"}) {
+        const Options options = parsed({"--list", "x", flag});
+        EXPECT_EQ(options.mode, Mode::list) << flag;
+        EXPECT_TRUE(options.roots.empty() && options.screenshot.file.empty()) << flag;
+    }
+}
+
+TEST(CommandLineTest, SnapshotTakesItsOptions) {
+    const Options options =
+        parsed({"--dupes", "--query", "--chooser", "--filter", "audio", "--appearance", "dark",
+                "--after", "0.25", "--snapshot", "a b", "--select", "--settings", "--show-columns",
+                ",name,,path,", "--kind", "long", "--root", "/a"});
+    const Options::Screenshot& picture = options.screenshot;
+    EXPECT_EQ(options.mode, Mode::none);
+    EXPECT_EQ(picture.file, "a b");
+    EXPECT_EQ(picture.query, "--chooser"); // a value may look like a flag
+    EXPECT_EQ(picture.filter, "audio");
+    EXPECT_EQ(picture.appearance, "dark");
+    EXPECT_EQ(picture.afterS, 0.25);
+    EXPECT_TRUE(picture.dupes && picture.select && picture.settings && !picture.chooser);
+    EXPECT_EQ(options.showColumns, (std::vector<std::string>{"name", "path"}));
+    EXPECT_EQ(options.kindStyle, "long");
+}
+
+TEST(CommandLineTest, OnlyPlainStartsGoToTheRunningInstance) {
+    using Ask = Options::Ask;
+    EXPECT_TRUE(goesToRunningInstance(parsed({})));
+    EXPECT_TRUE(goesToRunningInstance(parsed({"--no-persist"})));
+    for (const std::vector<const char*>& arguments :
+         {std::vector{"--root", "/a"}, {"--batch"}, {"--snapshot", "x"}, {"--selftest"}})
+        EXPECT_FALSE(goesToRunningInstance(parsed(arguments))) << arguments[0];
+
+    EXPECT_EQ(parsed({}).ask, Ask::nothing);
+    EXPECT_EQ(parsed({"--toggle"}).ask, Ask::toggle);
+    EXPECT_EQ(parsed({"--show"}).ask, Ask::show);
+    EXPECT_EQ(parsed({"--search", "--show"}).ask, Ask::search);
+    EXPECT_EQ(parsed({"--search", "--show"}).askText, "--show");
+    EXPECT_EQ(parsed({"--search", ""}).ask, Ask::search);
 }
 
 TEST(CommandLineTest, FaultsAreNamed) {
@@ -133,6 +169,14 @@ TEST(CommandLineTest, FaultsAreNamed) {
         {{"--duplicates", "csv", "--tolerance", "4294967296"}, "--tolerance takes a number"},
         {{"--duplicates", "csv", "--list", "x"}, "--duplicates and --list"},
         {{"--list", "x", "--stages", "size"}, "--stages works with --duplicates only"},
+        {{"--toggle", "--show"}, "--toggle and --show cannot"},
+        {{"--show", "--root", "/a"}, "--show and --root"},
+        {{"--search"}, "--search needs a value"},
+        {{"--search", "x", "--list", "y"}, "--search and --list"},
+        {{"--snapshot", "x", "--list", "y"}, "--snapshot and --list"},
+        {{"--snapshot", "x", "--after", "soon"}, "--after takes a number, not “soon”"},
+        {{"--snapshot", "x", "--after", "nan"}, "not “nan”"},
+        {{"--snapshot", "x", "--after", "-1"}, "not “-1”"},
         {{"--frobnicate", "--limit", "x"}, "--frobnicate"}, // the first fault
     };
 
@@ -143,9 +187,12 @@ TEST(CommandLineTest, FaultsAreNamed) {
 
 TEST(CommandLineTest, HelpNamesEveryFlag) {
     for (const char* flag :
-         {"--root", "--no-persist", "--selftest", "--list", "--sort", "--desc", "--show-junk",
-          "--limit", "--print0", "--json", "--batch", "--explain", "--exclude", "--types",
-          "--version", "--help", "pathBase64", "pathsBase64"})
+         {"--root",       "--no-persist",   "--selftest", "--list",     "--sort",     "--desc",
+          "--show-junk",  "--limit",        "--print0",   "--json",     "--batch",    "--explain",
+          "--exclude",    "--types",        "--version",  "--help",     "--toggle",   "--show",
+          "--search",     "--show-columns", "--kind",     "--snapshot", "--query",    "--filter",
+          "--appearance", "--after",        "--dupes",    "--chooser",  "--settings", "--select",
+          "pathBase64",   "pathsBase64"})
         EXPECT_NE(helpText().find(flag), std::string::npos) << flag;
 }
 

@@ -19,6 +19,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace quarrydex::bench {
@@ -132,7 +133,8 @@ struct Read {
     const char* name;
 };
 
-/// `step` is said with the share of the rows that were hit.
+/// `step` is said with the share of the rows that were hit. Both sides work on one thread: their
+/// processor time tells the same as the clock, and neighbours weigh on it less.
 void condRow(Report& report,
              const Music& music,
              const std::string& step,
@@ -147,8 +149,8 @@ void condRow(Report& report,
     char share[32];
     std::snprintf(share, sizeof share, "  (%.2g %% hit)", hit);
     report.row({.step = step + share,
-                .ours = ours.wallMs,
-                .anchor = once.wallMs,
+                .ours = ours.cpuMs,
+                .anchor = once.cpuMs,
                 .anchorName = read.name,
                 .goal = 1.5});
 }
@@ -239,7 +241,7 @@ class EndlessIndexing {
 QDX_BENCH(indexing) {
     constexpr std::size_t fileCount = 2000;
     constexpr std::size_t turns = 12;
-    constexpr std::size_t searches = 15; ///< a turn
+    constexpr std::size_t searches = 50; ///< a turn
     const AudioFiles files(AudioFiles::Size::small, fileCount);
     if (files.paths().empty()) {
         report.skip("search while tags are read", "ffmpeg makes no audio files here");
@@ -266,16 +268,12 @@ QDX_BENCH(indexing) {
                 beside.push_back(timeOnce(search).wallMs);
             read += indexing.filesRead();
         }
-        const std::string step = "search for '" + std::string(needle) + "' while tags are read";
-        report.row({.step = step,
-                    .ours = quantile(beside, 0.5),
-                    .anchor = quantile(alone, 0.5),
-                    .anchorName = "the same alone",
-                    .goal = 1.3});
-        report.row({.step = step + ", slowest of ten",
-                    .ours = quantile(beside, 0.9),
-                    .anchor = quantile(alone, 0.9),
-                    .anchorName = "the same alone"});
+        for (const auto& [fraction, name] : {std::pair{0.5, ", p50"}, std::pair{0.99, ", p99"}})
+            report.row({.step = "'" + std::string(needle) + "' while tags are read" + name,
+                        .ours = quantile(beside, fraction),
+                        .anchor = quantile(alone, fraction),
+                        .anchorName = "the same alone",
+                        .goal = 1.3});
         report.row({.step = "files read meanwhile",
                     .ours = static_cast<double>(read),
                     .unit = Unit::count});

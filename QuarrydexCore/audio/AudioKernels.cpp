@@ -19,6 +19,37 @@ namespace quarrydex::HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
 using audioKernels::TextBits;
 
+// --- Bits ---------------------------------------------------------------------------------------
+
+/// The bits of `bits` at the places where `places` is set, moved together.
+HWY_INLINE std::uint64_t gatherBits(std::uint64_t bits, std::uint64_t places) {
+#if HWY_ARCH_X86_64 && HWY_TARGET <= HWY_AVX2
+    return _pext_u64(bits, places);
+#else
+    std::uint64_t out = 0;
+    for (unsigned k = 0; places != 0; places &= places - 1, ++k)
+        out |= std::uint64_t{(bits & places & (~places + 1)) != 0} << k;
+    return out;
+#endif
+}
+
+/// The lowest bits of `bits`, spread over the places where `places` is set.
+HWY_INLINE std::uint64_t scatterBits(std::uint64_t bits, std::uint64_t places) {
+#if HWY_ARCH_X86_64 && HWY_TARGET <= HWY_AVX2
+    return _pdep_u64(bits, places);
+#else
+    std::uint64_t out = 0;
+    for (; places != 0; places &= places - 1, bits >>= 1)
+        out |= (bits & 1) * (places & (~places + 1));
+    return out;
+#endif
+}
+
+/// Number of bits set.
+HWY_INLINE std::size_t countOf(std::uint64_t bits) {
+    return static_cast<std::size_t>(std::popcount(bits));
+}
+
 // --- Columns ------------------------------------------------------------------------------------
 
 /// mask(d, values) for the 64 values at p as bits, the first value's lowest.
@@ -83,9 +114,13 @@ void TestSmallSet(const std::uint8_t* column,
                   const std::uint8_t* wanted,
                   std::uint64_t* out) {
     testColumn(column, rows, out, [=](auto d, auto v) HWY_ATTR {
-        const auto table = hn::LoadDup128(d, wanted);
         const auto place = hn::Min(v, hn::Set(d, std::uint8_t{15}));
+#if HWY_TARGET == HWY_SCALAR // a vector of one byte holds no table
+        return hn::Ne(hn::Set(d, wanted[hn::GetLane(place)]), hn::Zero(d));
+#else
+        const auto table = hn::LoadDup128(d, wanted);
         return hn::Ne(hn::TableLookupBytes(table, place), hn::Zero(d));
+#endif
     });
 }
 
@@ -99,23 +134,6 @@ void TestTexts(const std::uint32_t* offsets,
         const auto bit = hn::Shl(hn::Set(d, 1U), hn::And(v, hn::Set(d, 31U)));
         return hn::TestBit(word, bit);
     });
-}
-
-/// The lowest bits of `bits`, spread over the places where `places` is set.
-HWY_INLINE std::uint64_t scatterBits(std::uint64_t bits, std::uint64_t places) {
-#if HWY_ARCH_X86_64 && HWY_TARGET <= HWY_AVX2
-    return _pdep_u64(bits, places);
-#else
-    std::uint64_t out = 0;
-    for (; places != 0; places &= places - 1, bits >>= 1)
-        out |= (bits & 1) * (places & (~places + 1));
-    return out;
-#endif
-}
-
-/// Number of bits set.
-HWY_INLINE std::size_t countOf(std::uint64_t bits) {
-    return static_cast<std::size_t>(std::popcount(bits));
 }
 
 /// REQUIRES: the words' places are below the end of `bits`; a row's word and the next may be read.
@@ -140,9 +158,15 @@ void SetEntries(const std::uint64_t* rows,
 ///
 /// One pass over the pool's bytes, whatever texts it holds: where a match lies, the string before
 /// the one with the match is the text whose folded copy matched. (When the match lies in a text and
-/// not in a folded copy, the string before it is a folded copy, to which no row points.) In blocks
-/// without a match nothing else is looked at; the starts of the strings around the next match
-/// are then found backwards, never further than what was walked before.
+/// not in a folded copy, the string before it is a folded copy, to which no row points.)
+///
+/// For each 64 bytes: M marks where the needle begins, Z the NULs. Adding M to ~Z carries each
+/// match through the rest of its string onto the string's NUL, also across the 64 bytes' end. The
+/// NULs' bits, moved together, tell string by string which one matched; moved back by two NULs they
+/// stand before the string before the one with the match. That string begins behind them.
+///
+/// In blocks without a match nothing else is looked at; the starts of the strings around the next
+/// match are then found backwards, never further than what was walked before.
 class PoolSearch {
   public:
     PoolSearch(std::string_view pool, std::string_view needle)
@@ -152,11 +176,12 @@ class PoolSearch {
     HWY_INLINE void run(TextBits& texts) {
         std::size_t block = 0;
         for (; block + 64 + needle_.size() <= pool_.size(); block += 64)
-            if (const std::uint64_t matches = matchesAt(block); HWY_UNLIKELY(matches != 0))
+            if (const std::uint64_t matches = matchesAt(block); (matches | carry_) != 0)
                 visit(block, matches, texts);
         for (; block < pool_.size(); block += 64)
-            if (const std::uint64_t matches = lastMatchesAt(block); matches != 0)
+            if (const std::uint64_t matches = lastMatchesAt(block); (matches | carry_) != 0)
                 visit(block, matches, texts);
+        mark(previous_, carry_, texts); // the last string of a damaged pool may have no end
     }
 
   private:
@@ -170,10 +195,13 @@ class PoolSearch {
     /// At which of the 64 places the needle begins.
     HWY_INLINE std::uint64_t matchesAt(std::size_t block) const {
         const std::size_t last = needle_.size() - 1;
-        std::uint64_t starts =
-            equalMask(block, needle_[0]) & equalMask(block + last, needle_[last]);
-        for (std::size_t i = 1; i < last && starts != 0; ++i)
-            starts &= equalMask(block + i, needle_[i]);
+        const auto probe = [&](std::size_t i) HWY_ATTR {
+            return equalMask(block + std::min(i, last), needle_[std::min(i, last)]);
+        };
+        // Where these four stand the others mostly do: the loop is well predicted.
+        std::uint64_t starts = probe(0) & probe(1) & probe(2) & probe(last);
+        for (std::size_t i = 3; i < last && starts != 0; ++i)
+            starts &= probe(i);
         return starts;
     }
 
@@ -196,32 +224,33 @@ class PoolSearch {
 
     HWY_INLINE void visit(std::size_t block, std::uint64_t matches, TextBits& texts) {
         if (texts.empty())
-            texts.resize(pool_.size() / 32 + 1);
-        walkTo(block);
-        // String by string and without a branch on the matches, which are hard to foretell.
-        for (std::uint64_t ends = nuls(block); ends != 0; ends &= ends - 1) {
-            const std::uint64_t before = (ends & (~ends + 1)) - 1;
-            keepIf((matches & before) != 0, texts);
-            matches &= ~before;
-            startString(block + static_cast<std::size_t>(std::countr_zero(ends)) + 1);
-        }
-        keepIf(matches != 0, texts);
-        walked_ = std::min(block + 64, pool_.size());
+            texts.resize(pool_.size() / 32 + 3); // whole blocks, and one more bit
+        if (block != walked_)
+            walkTo(block);
+        const std::uint64_t ends = nuls(block);
+        const std::uint64_t sum = ~ends + matches;
+        const std::uint64_t carried = sum + carry_;
+        carry_ = std::uint64_t{sum < matches} | std::uint64_t{carried < carry_};
+
+        const std::uint64_t matched = gatherBits(carried, ends); // bit k: the k-th string to end
+        mark(previous_, matched & 1, texts);
+        mark(current_, matched >> 1 & 1, texts);
+        const std::uint64_t before = scatterBits(matched >> 2, ends);
+        std::uint32_t* const words = texts.data() + block / 32;
+        words[0] |= static_cast<std::uint32_t>(before << 1);
+        words[1] |= static_cast<std::uint32_t>(before >> 31);
+        words[2] |= static_cast<std::uint32_t>(before >> 63);
+        pass(block, ends);
+        walked_ = block + 64;
     }
 
-    /// Learns which string runs at `to` and which one stands before it.
+    /// Learns which string runs at `to`, the begin of a block, and which one stands before it.
     HWY_INLINE void walkTo(std::size_t to) {
-        if (to == walked_)
-            return;
         // Most often the block before holds the ends of two strings.
-        const std::size_t block = to - 64;
-        if (const std::uint64_t ends = nuls(block); std::popcount(ends) >= 2) {
-            const std::uint64_t last = std::bit_floor(ends);
-            previous_ = block + static_cast<std::size_t>(std::bit_width(ends ^ last));
-            current_ = block + static_cast<std::size_t>(std::bit_width(last));
-            return;
-        }
-        walkFar(to);
+        if (const std::uint64_t ends = nuls(to - 64); HWY_LIKELY(countOf(ends) >= 2))
+            pass(to - 64, ends);
+        else
+            walkFar(to);
     }
 
     HWY_NOINLINE void walkFar(std::size_t to) {
@@ -230,24 +259,31 @@ class PoolSearch {
         if (last == std::string_view::npos)
             return;
         const std::size_t before = skipped.substr(0, last).rfind('\0');
-        if (before != std::string_view::npos)
-            startString(walked_ + before + 1);
-        startString(walked_ + last + 1);
+        previous_ = before == std::string_view::npos ? current_ : walked_ + before + 1;
+        current_ = walked_ + last + 1;
     }
 
-    HWY_INLINE void startString(std::size_t start) {
-        previous_ = current_;
-        current_ = start;
+    /// Goes on behind the block in which these strings end.
+    HWY_INLINE void pass(std::size_t block, std::uint64_t ends) {
+        if (HWY_UNLIKELY(ends == 0))
+            return;
+        const std::uint64_t last = std::bit_floor(ends);
+        const std::uint64_t others = ends ^ last;
+        previous_ =
+            others == 0 ? current_ : block + static_cast<std::size_t>(std::bit_width(others));
+        current_ = block + static_cast<std::size_t>(std::bit_width(last));
     }
 
-    /// Marks the text before the current string.
-    HWY_INLINE void keepIf(bool matched, TextBits& texts) const {
-        texts[previous_ / 32] |= std::uint32_t{matched} << (previous_ % 32);
+    /// `matched`: 0 or 1.
+    static HWY_INLINE void mark(std::size_t text, std::uint64_t matched, TextBits& texts) {
+        if (!texts.empty())
+            texts[text / 32] |= static_cast<std::uint32_t>(matched) << (text % 32);
     }
 
     std::string_view pool_;
     const std::uint8_t* bytes_;
     std::string_view needle_;
+    std::uint64_t carry_ = 0;  ///< 1: the string that runs on holds a match
     std::size_t walked_ = 0;   ///< previous_ and current_ are right at this offset
     std::size_t previous_ = 0; ///< where the string before the current one begins
     std::size_t current_ = 0;

@@ -355,6 +355,7 @@ TEST_F(LongRunTest, FirstFilesAreFoundWhileTheRestIsBeingRead) {
     while (batches == 0 && count < mostFiles) {
         addFiles(count == 0 ? 2'000 : 4 * count);
         AudioIndexer indexer(index, 3);
+        indexer.yields = false;
         Told told;
         batches = 0;
         indexer.onProgress = [&](const AudioIndexer::Progress& now) {
@@ -374,6 +375,7 @@ TEST_F(LongRunTest, CancelledRunKeepsWhatItReadAndTheNextDoesTheRest) {
     while (!wasCutShort && count < mostFiles) {
         addFiles(count == 0 ? 2'000 : 4 * count);
         AudioIndexer indexer(index, 2);
+        indexer.yields = false;
         Told told;
         std::atomic<bool> hasBegun = false;
         indexer.onProgress = [&](const AudioIndexer::Progress& now) {
@@ -393,6 +395,7 @@ TEST_F(LongRunTest, CancelledRunKeepsWhatItReadAndTheNextDoesTheRest) {
         EXPECT_EQ(told.all.back().done, kept);
 
         AudioIndexer rest(index, 2);
+        rest.yields = false;
         Told toldOfRest;
         toldOfRest.listen(rest);
         EXPECT_EQ(rest.pending().todo.size(), count - kept);

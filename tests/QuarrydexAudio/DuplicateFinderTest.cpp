@@ -16,60 +16,7 @@ using testing::Seen;
 using testing::Sets;
 using testing::Setting;
 
-constexpr std::size_t m10 = 10 * m1;
-
 // --- By bytes -----------------------------------------------------------------------------------
-
-TEST(DuplicateFinderTest, SmallCopiesAreIdenticalAfterTheQuickHash) {
-    MusicFolder music;
-    music.tree.file("a.mp3", noise(k100, 1));
-    music.tree.file("b/a.flac", noise(k100, 1));
-    music.tree.file("other.mp3", noise(k100, 2));
-    music.scan();
-    Setting setting;
-    const Seen run = setting.run(music);
-    EXPECT_EQ(music.sets(run.groups, DupKind::identical), (Sets{{"a.mp3", "b/a.flac"}}));
-    EXPECT_FALSE(run.groups.at(0).confirmed);
-    EXPECT_EQ(run.groups.at(0).surplusBytes(), k100);
-    EXPECT_EQ(setting.reads.tally(music.tree.path("a.mp3")).opened, 1) << "no second pass";
-    for (const Progress& p : run.told)
-        EXPECT_TRUE(p.stage != DupStage::fullHash || p.total == 0);
-}
-
-TEST(DuplicateFinderTest, BigFilesThatDifferInTheMiddleArePartedByTheFullHash) {
-    MusicFolder music;
-    std::string bytes = noise(m10, 1);
-    music.tree.file("a.wav", bytes);
-    music.tree.file("b.wav", bytes);
-    bytes[m10 / 2] = static_cast<char>(bytes[m10 / 2] ^ 1);
-    music.tree.file("c.wav", bytes);
-    music.scan();
-    Setting setting;
-    EXPECT_EQ(music.sets(setting.run(music).groups, DupKind::identical),
-              (Sets{{"a.wav", "b.wav"}}));
-    EXPECT_EQ(setting.reads.tally(music.tree.path("c.wav")).opened, 2);
-    EXPECT_EQ(setting.reads.tally(music.tree.path("c.wav")).bytes, 131'072 + m10);
-
-    setting.options.stages = {DupStage::size, DupStage::quickHash};
-    EXPECT_EQ(music.sets(setting.run(music).groups, DupKind::identical),
-              (Sets{{"a.wav", "b.wav", "c.wav"}}));
-    setting.options.stages = {DupStage::fullHash};
-    EXPECT_EQ(music.sets(setting.run(music).groups, DupKind::identical),
-              (Sets{{"a.wav", "b.wav"}}));
-    setting.options.stages = {DupStage::size};
-    EXPECT_TRUE(setting.run(music).groups.empty()) << "equal sizes alone say nothing";
-}
-
-TEST(DuplicateFinderTest, OnlyWhatSharesItsSizeIsRead) {
-    MusicFolder music;
-    for (std::size_t i = 0; i < 20; ++i)
-        music.tree.file(std::to_string(i) + ".mp3", noise(2000 + i, 1));
-    music.tree.file("twin.mp3", noise(2000, 2));
-    music.scan();
-    Setting setting;
-    EXPECT_TRUE(setting.run(music).groups.empty());
-    EXPECT_EQ(setting.reads.order().size(), 2U);
-}
 
 TEST(DuplicateFinderTest, FilesAreReadInTheOrderOfTheDisk) {
     MusicFolder music;
@@ -102,7 +49,9 @@ TEST(DuplicateFinderTest, ExtensionsAndSizesChooseTheFiles) {
     Setting setting;
     EXPECT_EQ(music.sets(setting.run(music).groups, DupKind::identical),
               (Sets{{"a.MP3", "b.mp3", "e.Wv"}}));
-    setting.options.minSize = 0;
+    setting.options.stages = {DupStage::size};
+    EXPECT_TRUE(setting.run(music).groups.empty()) << "equal sizes alone say nothing";
+    setting.options = {.minSize = 0};
     EXPECT_EQ(setting.run(music).leftOut, LeftOut()) << "links and folders are none to begin with";
     EXPECT_EQ(
         music.sets(setting.run(music).groups, DupKind::identical),

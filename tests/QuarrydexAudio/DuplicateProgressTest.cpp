@@ -48,6 +48,7 @@ TEST(DuplicateProgressTest, EveryStageTellsHowFarItIs) {
     const Seen run = all.setting.run(all.music);
     EXPECT_EQ(run.stages(), std::vector(allDupStages.begin(), allDupStages.end()));
     EXPECT_EQ(run.groups.size(), 44U);
+    EXPECT_EQ(all.setting.reads.tally(all.music.tree.path("a/0.mp3")).opened, 1) << "one pass each";
     std::map<DupStage, Progress> last;
     for (const Progress& now : run.told) {
         const auto before = last.find(now.stage);

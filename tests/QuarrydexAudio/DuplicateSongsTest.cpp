@@ -76,16 +76,12 @@ TEST(DuplicateSongsTest, EmptyRowsAreNoMetadata) {
 }
 
 TEST(DuplicateSongsTest, IdenticalGroupsStayAndOneOfThemSpeaksInTheSongGroup) {
-    struct Case {
-        AudioCodec other; ///< of the third file
-        std::vector<std::string> identical;
-        std::vector<std::string> sameSong; ///< the one to keep first
-    };
-
     // a is the older copy, so the one to keep. Where the pair loses, its surplus file speaks.
-    const Case cases[] = {{AudioCodec::flac, {"a.mp3", "b.mp3"}, {"c.x.mp3", "b.mp3"}},
-                          {AudioCodec::unknown, {"a.mp3", "b.mp3"}, {"a.mp3", "c.x.mp3"}}};
-    for (const Case& c : cases) {
+    using Paths = std::vector<std::string>;
+    const Paths identical = {"a.mp3", "b.mp3"};
+    const std::pair<AudioCodec, Paths> cases[] = {{AudioCodec::flac, {"c.x.mp3", "b.mp3"}},
+                                                  {AudioCodec::unknown, {"a.mp3", "c.x.mp3"}}};
+    for (const auto& [codec, sameSong] : cases) {
         MusicFolder music;
         music.tree.file("a.mp3", noise(k100, 1));
         music.tree.file("b.mp3", noise(k100, 1));
@@ -94,14 +90,13 @@ TEST(DuplicateSongsTest, IdenticalGroupsStayAndOneOfThemSpeaksInTheSongGroup) {
         music.scan();
         music.tag("a.mp3", song("The Band", "Song", 1000, AudioCodec::mp3));
         music.tag("b.mp3", song("The Band", "Song", 1000, AudioCodec::mp3));
-        AudioMeta other = song("The Band", "Song", 1000, c.other);
-        if (c.other == AudioCodec::unknown)
+        AudioMeta other = song("The Band", "Song", 1000, codec);
+        if (codec == AudioCodec::unknown)
             other.bitrateKbps = 1;
         music.tag("c.x.mp3", other);
         Setting setting;
         for (const DupGroup& group : setting.run(music).groups)
-            EXPECT_EQ(music.paths(group),
-                      group.kind == DupKind::identical ? c.identical : c.sameSong);
+            EXPECT_EQ(music.paths(group), group.kind == DupKind::identical ? identical : sameSong);
         EXPECT_EQ(setting.run(music).groups.size(), 2U);
     }
 }

@@ -50,5 +50,36 @@ TEST(KeepTest, TheFileToKeepIsTheBestOldestShortest) {
         EXPECT_EQ(best(cases[i].first), cases[i].second) << "case " << i;
 }
 
+TEST(KeepTest, TheReasonIsWhatSetsTheBestApartFromTheNextBest) {
+    const auto made = [](AudioCodec codec, int quality, const char* artist, std::uint32_t mtime) {
+        DupMember one{.path = "/x"};
+        one.mtime = mtime;
+        one.meta.emplace();
+        one.meta->codec = codec;
+        one.meta->bits = static_cast<std::uint8_t>(quality);
+        one.meta->bitrateKbps = static_cast<std::uint16_t>(quality);
+        one.meta->artist = artist;
+        return one;
+    };
+    const auto flac = [&](int bits) { return made(AudioCodec::flac, bits, "A", 5); };
+    const auto mp3 = [&](int kbps, const char* artist = "A", std::uint32_t mtime = 5) {
+        return made(AudioCodec::mp3, kbps, artist, mtime);
+    };
+    DupMember longPath = mp3(192);
+    longPath.path = "/longer";
+    const std::pair<std::vector<DupMember>, KeepReason> cases[] = {
+        {{mp3(320), flac(16)}, KeepReason::lossless},
+        {{flac(16), mp3(320), flac(24)}, KeepReason::resolution},
+        {{mp3(192), mp3(320), mp3(128)}, KeepReason::bitRate},
+        {{mp3(192), DupMember{}}, KeepReason::bitRate},
+        {{flac(16), mp3(320), made(AudioCodec::flac, 16, "AB", 9)}, KeepReason::tags},
+        {{mp3(192), mp3(192, "A", 4), mp3(128, "ABC", 1)}, KeepReason::age},
+        {{longPath, mp3(192)}, KeepReason::path},
+        {{mp3(192), mp3(192), mp3(128)}, KeepReason::position},
+    };
+    for (std::size_t i = 0; i < std::size(cases); ++i)
+        EXPECT_EQ(keepReason(cases[i].first), cases[i].second) << "case " << i;
+}
+
 } // namespace
 } // namespace quarrydex

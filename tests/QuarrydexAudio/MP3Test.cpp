@@ -5,6 +5,8 @@
 
 #include <string>
 #include <string_view>
+#include <tuple>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -24,13 +26,8 @@ std::optional<MP3::Frame> headerOf(const std::string& text) {
 }
 
 TEST(MP3Test, HeaderIsDecodedByTheTablesOfTheStandard) {
-    struct Case {
-        MpegHeader coded;
-        MP3::Frame
-            wanted; // version, layer, bit rate, sample rate, channels, length, samples, padding
-    };
-
-    const Case cases[] = {
+    // Version, layer, bit rate, sample rate, channels, length, samples, padding.
+    const std::pair<MpegHeader, MP3::Frame> cases[] = {
         {{3, 3, 1, 0}, {0, 1, 32'000, 44'100, 2, 32, 384, 0}},
         {{3, 3, 14, 1, 1}, {0, 1, 448'000, 48'000, 2, 452, 384, 1}},
         {{3, 2, 1, 2}, {0, 2, 32'000, 32'000, 2, 144, 1152, 0}},
@@ -44,17 +41,14 @@ TEST(MP3Test, HeaderIsDecodedByTheTablesOfTheStandard) {
         {{0, 2, 13, 2}, {2, 2, 144'000, 8'000, 2, 2592, 1152, 0}},
         {{0, 1, 8, 1, 0, 3}, {2, 3, 64'000, 12'000, 1, 384, 576, 0}},
     };
-    for (const Case& c : cases) {
-        const auto frame = headerOf(c.coded.bytes());
+    const auto values = [](const MP3::Frame& f) {
+        return std::tuple(f.version, f.layer, f.bitrate, f.sampleRate, f.channels, f.length,
+                          f.samples, f.padding);
+    };
+    for (const auto& [coded, wanted] : cases) {
+        const auto frame = headerOf(coded.bytes());
         ASSERT_TRUE(frame.has_value());
-        EXPECT_EQ(frame->version, c.wanted.version);
-        EXPECT_EQ(frame->layer, c.wanted.layer);
-        EXPECT_EQ(frame->bitrate, c.wanted.bitrate);
-        EXPECT_EQ(frame->sampleRate, c.wanted.sampleRate);
-        EXPECT_EQ(frame->channels, c.wanted.channels);
-        EXPECT_EQ(frame->length, c.wanted.length);
-        EXPECT_EQ(frame->samples, c.wanted.samples);
-        EXPECT_EQ(frame->padding, c.wanted.padding);
+        EXPECT_EQ(values(*frame), values(wanted));
     }
 }
 
@@ -106,13 +100,7 @@ TEST(MP3Test, WalkForTheMeanEndsWithWhatIsInTheBuffer) {
 TEST(MP3Test, FirstFrameIsFoundAndConfirmedByTheNext) {
     const std::string frames = mpegFrames(100);
 
-    struct Case {
-        std::string file;
-        std::string_view ext;
-        std::string_view wanted;
-    };
-
-    const Case cases[] = {
+    const std::tuple<std::string, std::string_view, std::string_view> cases[] = {
         {zeros(1000) + frames, "mp3", hundredFrames},
         {zeros(1000) + frames, "mp2", hundredFrames},
         {zeros(1000) + frames, "wav", "nothing"},
@@ -130,8 +118,8 @@ TEST(MP3Test, FirstFrameIsFoundAndConfirmedByTheNext) {
         {zeros(100'000), "mp3", "nothing"},
         {std::string(100'000, '\xFF'), "mp3", "nothing"},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(readAs(c.file, c.ext), c.wanted);
+    for (const auto& [file, ext, wanted] : cases)
+        EXPECT_EQ(readAs(file, ext), wanted);
     EXPECT_EQ(readAs(MpegHeader().bytes() + zeros(8)), "nothing") << "12 bytes last less than 1 ms";
     EXPECT_EQ(readAs(MpegHeader().bytes() + zeros(12)), "mp3 1 ms 128k 44100 Hz 2 ch");
 }
@@ -159,12 +147,7 @@ TEST(MP3Test, HeaderOfTheEncoderGivesLengthAndBitRate) {
     };
     const std::string full = be(1000, 4) + be(500'000, 4);
 
-    struct Case {
-        std::string file;
-        std::string_view wanted;
-    };
-
-    const Case cases[] = {
+    const std::pair<std::string, std::string_view> cases[] = {
         // 1,000 × 1,152 ÷ 44,100 s
         {with({}, 32, xing("Xing", 3, full)), "mp3 26122 ms 153k 44100 Hz 2 ch vbr"},
         {with({}, 32, xing("Info", 3, full)), "mp3 26122 ms 153k 44100 Hz 2 ch"},
@@ -194,8 +177,8 @@ TEST(MP3Test, HeaderOfTheEncoderGivesLengthAndBitRate) {
         {mpegFrame({}, 36) + xing("Xing", 3, be(1000, 4)), "mp3 26122 ms 44100 Hz 2 ch vbr"},
         {mpegFrame({}, 36) + xing("Xing", 3, ""), "mp3 2 ms 128k 44100 Hz 2 ch"},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(readAs(c.file), c.wanted);
+    for (const auto& [file, wanted] : cases)
+        EXPECT_EQ(readAs(file), wanted);
 }
 
 TEST(MP3Test, ReadsHeadAndTailAndTheTag) {

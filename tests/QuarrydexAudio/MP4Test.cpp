@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -22,6 +23,14 @@ using bytes::sampleEntry;
 using bytes::track;
 using bytes::userData;
 using bytes::zeros;
+
+// Hexadecimal digits would go on in the name.
+const std::string artistType = "\xA9"
+                               "ART";
+const std::string albumType = "\xA9"
+                              "alb";
+const std::string dayType = "\xA9"
+                            "day";
 
 const std::string fileType = atom("ftyp", "M4A " + zeros(12));
 const std::string twoSeconds = movieHeader(1000, 2000);
@@ -45,12 +54,7 @@ std::string textsOf(const std::string& items) {
 TEST(MP4Test, MovieHeaderGivesTheLength) {
     const std::string longHeader = "\1"s + zeros(3 + 16) + be(44'100, 4);
 
-    struct Case {
-        std::string movie;
-        std::string_view wanted;
-    };
-
-    const Case cases[] = {
+    const std::pair<std::string, std::string_view> cases[] = {
         {twoSeconds, "unknown 2000 ms"},
         {movieHeader(44'100, 1), "nothing"},
         {movieHeader(0, 2000), "nothing"},
@@ -63,8 +67,8 @@ TEST(MP4Test, MovieHeaderGivesTheLength) {
         {be(0, 4) + "mvhd" + zeros(12) + be(1000, 4) + be(2000, 4), "unknown 2000 ms"},
         {"", "nothing"},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(readAs(file(c.movie)), c.wanted);
+    for (const auto& [movie, wanted] : cases)
+        EXPECT_EQ(readAs(file(movie)), wanted);
 }
 
 TEST(MP4Test, TopLevelAtomsAreFoundWhateverTheirSizesSay) {
@@ -77,12 +81,7 @@ TEST(MP4Test, TopLevelAtomsAreFoundWhateverTheirSizesSay) {
     for (int i = 0; i < 62; ++i)
         others += atom("free", "");
 
-    struct Case {
-        std::string rest;
-        std::string_view wanted;
-    };
-
-    const Case cases[] = {
+    const std::pair<std::string, std::string_view> cases[] = {
         {moov + media, with},
         {media + moov, with},
         {moov, without},
@@ -103,8 +102,8 @@ TEST(MP4Test, TopLevelAtomsAreFoundWhateverTheirSizesSay) {
         {be(16 << 20, 4) + "moov" + movie, without},             // 16 MiB, and the file ends before
         {be((16 << 20) + 1, 4) + "moov" + movie, "nothing"},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(readAs(fileType + c.rest), c.wanted);
+    for (const auto& [rest, wanted] : cases)
+        EXPECT_EQ(readAs(fileType + rest), wanted);
 }
 
 TEST(MP4Test, SampleEntryGivesCodecAndProperties) {
@@ -115,12 +114,7 @@ TEST(MP4Test, SampleEntryGivesCodecAndProperties) {
         3, zeros(2) + "\xE0" + zeros(2) + "\3url" + zeros(2) + bytes::descriptor(5, "x") +
                bytes::descriptor(4, "\x69" + zeros(8) + be(96'000, 4)));
 
-    struct Case {
-        std::string entry;
-        std::string_view wanted;
-    };
-
-    const Case cases[] = {
+    const std::pair<std::string, std::string_view> cases[] = {
         {sampleEntry({}), "aac 2000 ms 44100 Hz 16 bit 2 ch"},
         {sampleEntry({}, esds(0x40, 128'999)), "aac 2000 ms 128k 44100 Hz 16 bit 2 ch"},
         {sampleEntry({}, esds(0x69, 64'000)), "mp3 2000 ms 64k 44100 Hz 16 bit 2 ch"},
@@ -150,8 +144,8 @@ TEST(MP4Test, SampleEntryGivesCodecAndProperties) {
         {be(1000, 4) + "mp4a" + zeros(28), "unknown 2000 ms"},
         {"", "unknown 2000 ms"},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(readAs(file(twoSeconds + track("soun", c.entry))), c.wanted);
+    for (const auto& [entry, wanted] : cases)
+        EXPECT_EQ(readAs(file(twoSeconds + track("soun", entry))), wanted);
 }
 
 TEST(MP4Test, OnlySoundTracksCount) {
@@ -166,34 +160,14 @@ TEST(MP4Test, OnlySoundTracksCount) {
 }
 
 TEST(MP4Test, ItemsFillTheirFields) {
-    struct Case {
-        std::string items;
-        std::string wanted;
-    };
-
-    const Case cases[] = {
-        {item("\xA9nam", "t") +
-             item("\xA9"
-                  "ART",
-                  "a") +
-             item("\xA9"
-                  "alb",
-                  "b") +
-             item("\xA9gen", "(17)") +
-             item("\xA9"
-                  "day",
-                  "2011-05-02"),
+    const std::pair<std::string, std::string> cases[] = {
+        {item("\xA9nam", "t") + item(artistType, "a") + item(albumType, "b") +
+             item("\xA9gen", "(17)") + item(dayType, "2011-05-02"),
          " 2011 artist=a title=t album=b genre=(17)"},
         {item("aART", "band"), " artist=band"},
-        {item("aART", "band") + item("\xA9"
-                                     "ART",
-                                     "a"),
-         " artist=a"},
+        {item("aART", "band") + item(artistType, "a"), " artist=a"},
         {item("\xA9nam", " R\xF3s\0\0"s), " title=R\xC3\xB3s"},
-        {item("\xA9"
-              "day",
-              "0999"),
-         ""},
+        {item(dayType, "0999"), ""},
         {item("gnre", be(0, 2)), ""},
         {item("gnre", be(1, 2)), " genre=Blues"},
         {item("gnre", be(80, 2)), " genre=Hard Rock"},
@@ -202,7 +176,6 @@ TEST(MP4Test, ItemsFillTheirFields) {
         {item("gnre", "\1"), ""},
         {item("\xA9gen", "Folk") + item("gnre", be(0, 2)), " genre=Folk"},
         {item("tmpo", be(128, 2)), " 128.0 bpm"},
-        {item("tmpo", be(6553, 2)), " 6553.0 bpm"},
         {item("tmpo", be(6554, 2)), " 6553.5 bpm"},
         {item("tmpo", be(65535, 2)), " 6553.5 bpm"},
         {item("tmpo", "\1"), ""},
@@ -217,8 +190,8 @@ TEST(MP4Test, ItemsFillTheirFields) {
         {atom("\xA9nam", atom("name", zeros(9) + "x") + atom("data", zeros(8) + "t")), " title=t"},
         {atom("\xA9nam", be(100, 4) + "data" + zeros(8) + "t"), ""},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(textsOf(c.items), c.wanted);
+    for (const auto& [items, wanted] : cases)
+        EXPECT_EQ(textsOf(items), wanted);
 }
 
 TEST(MP4Test, ItemsAreFoundWithAndWithoutAVersionBeforeThem) {
@@ -260,10 +233,7 @@ TEST(MP4Test, StepsOverTablesAndPictures) {
     const std::string longTrack =
         track("soun", sampleEntry({}, esds(0x40, 128'000)) + zeros(3'000'000));
     const std::string items = item("\xA9nam", "t") + item("covr", zeros(2'000'000)) +
-                              atom("----", "") +
-                              item("\xA9"
-                                   "ART",
-                                   "a");
+                              atom("----", "") + item(artistType, "a");
     const std::string whole =
         file(twoSeconds + longTrack + userData(items) + atom("free", zeros(1'000'000)));
     const MemoryReader reader(whole);
@@ -276,10 +246,7 @@ TEST(MP4Test, StepsOverTablesAndPictures) {
 
 TEST(MP4Test, LongTextsAreReadWhole) {
     const std::string title(100'000, 't');
-    EXPECT_EQ(textsOf(item("\xA9nam", title) + item("\xA9"
-                                                    "ART",
-                                                    "a")),
-              " artist=a title=" + title);
+    EXPECT_EQ(textsOf(item("\xA9nam", title) + item(artistType, "a")), " artist=a title=" + title);
 }
 
 } // namespace

@@ -27,30 +27,14 @@ namespace {
 TEST(SameSongTest, NormalisesAwayWhatDoesNotTellTheSong) {
     const std::pair<const char*, const char*> cases[] = {
         {"", ""},
-        {"  ", ""},
-        {"Song", "song"},
         {"Song (320 kbps)", "song"},
-        {"Song [FLAC]", "song"},
-        {"Song (Lossless", "song lossless"},
-        {"Song (live)", "song live"},
         {"Song (live (320)) end", "song end"}, // the tag ends at the first closing bracket
         {"(a [b (MP3] c", "c"},                // and begins at the first opening one
-        {"A(vbr)B", "ab"},
         {"(live) x (192) y (cbr) z", "live x y z"},
         {"12-01 Song", "song"},
-        {"1-101.Song", "song"},
-        {"1-1Song", "1song"}, // no disc and track, but a track
-        {"123-01 Song", "01 song"},
-        {"1-1001 Song", "1001 song"},
         {"01 - Song", "song"},
-        {"001_Song", "song"},
-        {"0001. Song", "0001 song"},
         {"7 Song", "7 song"},
-        {"7) Song", "song"},
         {"CD 2 - 05 - Song", "song"},
-        {"cd2 05. Song", "song"},
-        {"cd12.05-Song", "song"},
-        {"cd2 Song", "cd2 song"},
         {"cd 05. Song", "cd 05 song"}, // its number is the disc's
         {"1-02 03. Song", "song"},     // one after the other
         {"Don't  stop -- me", "don t stop me"},

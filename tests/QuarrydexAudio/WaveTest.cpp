@@ -9,6 +9,7 @@
 #include <cmath>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -35,12 +36,7 @@ constexpr std::string_view tenthSecond = "pcm 100 ms 1411k 44100 Hz 16 bit 2 ch"
 const std::string cdData = chunkLE("data", zeros(17'640));
 
 TEST(WaveTest, WavFormatGivesTheProperties) {
-    struct Case {
-        std::string format;
-        std::string_view wanted;
-    };
-
-    const Case cases[] = {
+    const std::pair<std::string, std::string_view> cases[] = {
         {waveFormat(), tenthSecond},
         {waveFormat({.tag = 3, .channels = 1, .byteRate = 176'400, .bits = 32}),
          "float 100 ms 1411k 44100 Hz 32 bit 1 ch"},
@@ -62,19 +58,14 @@ TEST(WaveTest, WavFormatGivesTheProperties) {
         {"fmt " + le(15, 4) + zeros(16), "nothing"},
         {"", "nothing"},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(readAs(wave(c.format + cdData)), c.wanted);
+    for (const auto& [format, wanted] : cases)
+        EXPECT_EQ(readAs(wave(format + cdData)), wanted);
 }
 
 TEST(WaveTest, WavLengthIsThatOfTheDataThatIsThere) {
     const std::string format = waveFormat();
 
-    struct Case {
-        std::string chunks;
-        std::string_view wanted;
-    };
-
-    const Case cases[] = {
+    const std::pair<std::string, std::string_view> cases[] = {
         {format + "data" + le(0xFFFFFFFF, 4) + zeros(17'640), tenthSecond},
         {format + "data" + le(0xFFFFFFFE, 4) + zeros(17'640), tenthSecond},
         {format + "data" + le(17'641, 4) + zeros(17'640), tenthSecond},
@@ -86,20 +77,15 @@ TEST(WaveTest, WavLengthIsThatOfTheDataThatIsThere) {
         {format + "data" + le(0, 4), "nothing"},
         {format, "nothing"},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(readAs(wave(c.chunks)), c.wanted);
+    for (const auto& [chunks, wanted] : cases)
+        EXPECT_EQ(readAs(wave(chunks)), wanted);
 }
 
 TEST(WaveTest, WavTextsComeFromListAndTag) {
     const auto info = [](const std::string& chunks) { return chunkLE("LIST", "INFO" + chunks); };
     const std::string title = chunkLE("INAM", "name"s + zeros(1));
 
-    struct Case {
-        std::string chunks;
-        std::string_view wanted;
-    };
-
-    const Case cases[] = {
+    const std::pair<std::string, std::string_view> cases[] = {
         {info(title + chunkLE("IART", "odd") + chunkLE("IPRD", "al") + chunkLE("IGNR", "(17)") +
               chunkLE("ICRD", "1959-08-17") + chunkLE("ISFT", "x")),
          " 1959 artist=odd title=name album=al genre=(17)"},
@@ -117,9 +103,9 @@ TEST(WaveTest, WavTextsComeFromListAndTag) {
         {chunkLE("id3\0"s, titleTag), " artist=tag title=t"},
         {info(title + chunkLE("IART", "list")) + chunkLE("id3 ", titleTag), " artist=list title=t"},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(readAs(wave(waveFormat() + cdData + c.chunks)),
-                  std::string(tenthSecond) + std::string(c.wanted));
+    for (const auto& [chunks, wanted] : cases)
+        EXPECT_EQ(readAs(wave(waveFormat() + cdData + chunks)),
+                  std::string(tenthSecond) + std::string(wanted));
 }
 
 TEST(WaveTest, AtMost64ChunksAreRead) {
@@ -155,12 +141,7 @@ constexpr std::string_view aiffSecond = "aiff 1000 ms 1411k 44100 Hz 16 bit 2 ch
 TEST(WaveTest, AiffCommonChunkGivesTheProperties) {
     const std::uint64_t half = std::uint64_t{1} << 63;
 
-    struct Case {
-        std::string common;
-        std::string_view wanted;
-    };
-
-    const Case cases[] = {
+    const std::pair<std::string, std::string_view> cases[] = {
         {common(), aiffSecond},
         {common({.channels = 1, .frames = 24'000, .bits = 24, .rate = bytes::extended(48'000)}),
          "aiff 500 ms 1152k 48000 Hz 24 bit 1 ch"},
@@ -191,19 +172,14 @@ TEST(WaveTest, AiffCommonChunkGivesTheProperties) {
         {common({.rate = bytes::extended(16383 - 20, half)}), "aiff 4294967295 ms 16 bit 2 ch"},
         {common({.rate = bytes::extended(16383 - 1050, half)}), "aiff 4294967295 ms 16 bit 2 ch"},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(readAs(aiff(chunkBE("COMM", c.common))), c.wanted);
+    for (const auto& [common, wanted] : cases)
+        EXPECT_EQ(readAs(aiff(chunkBE("COMM", common))), wanted);
 }
 
 TEST(WaveTest, AiffTextsComeFromChunksAndTag) {
     const std::string longest(4095, 'x');
 
-    struct Case {
-        std::string chunks;
-        std::string wanted;
-    };
-
-    const Case cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {chunkBE("NAME", "odd") + chunkBE("AUTH", "me\0\0"s), " artist=me title=odd"},
         {chunkBE("NAME", "R\xF3s") + chunkBE("NAME", ""), " title=R\xC3\xB3s"},
         {chunkBE("NAME", longest), " title=" + longest},
@@ -215,9 +191,9 @@ TEST(WaveTest, AiffTextsComeFromChunksAndTag) {
         {chunkBE("AUTH", "chunk") + chunkBE("ID3 ", titleTag), " artist=chunk title=t"},
     };
     for (const std::string_view type : {"AIFF", "AIFC"})
-        for (const Case& c : cases)
-            EXPECT_EQ(readAs(aiff(chunkBE("COMM", common()) + c.chunks, type)),
-                      std::string(aiffSecond) + c.wanted);
+        for (const auto& [chunks, wanted] : cases)
+            EXPECT_EQ(readAs(aiff(chunkBE("COMM", common()) + chunks, type)),
+                      std::string(aiffSecond) + wanted);
 }
 
 TEST(WaveTest, ReadsLessThanAKilobyteOfChunksWithoutTexts) {
@@ -230,16 +206,12 @@ TEST(WaveTest, ReadsLessThanAKilobyteOfChunksWithoutTexts) {
                                  chunkBE("SSND", zeros(10'000)));
     const std::string plain = wave(extensible + chunkLE("LIST", "adtl" + zeros(2000)) + cdData);
 
-    struct Case {
-        const std::string& file;
-        std::size_t reads;
-    };
-
-    for (const Case& c : {Case{many, 70}, Case{plain, 5}, Case{iff, 4}}) {
-        const MemoryReader reader(c.file);
+    const std::pair<std::string, std::size_t> cases[] = {{many, 70}, {plain, 5}, {iff, 4}};
+    for (const auto& [file, reads] : cases) {
+        const MemoryReader reader(file);
         EXPECT_TRUE(AudioParser::parse(reader, "").has_value());
         EXPECT_LE(reader.bytesRead(), 1000U);
-        EXPECT_LE(reader.reads(), c.reads);
+        EXPECT_LE(reader.reads(), reads);
     }
 }
 

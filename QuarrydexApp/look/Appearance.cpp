@@ -1,9 +1,10 @@
 #include "QuarrydexApp/look/Appearance.h"
 
 #include <QApplication>
+#include <QPainter>
 #include <QPalette>
-#include <QStyle>
-#include <QStyleFactory>
+#include <QProxyStyle>
+#include <QStyleOption>
 
 namespace quarrydex {
 
@@ -88,11 +89,53 @@ QPalette paletteOf(const Colours& c) {
 
 bool darkIsInEffect = false;
 
+/// Fusion draws outlines darker than the window: on a dark one they cannot be seen. What can be
+/// typed into or switched gets one that can, with a contrast of 3 to the window.
+class OutlinedStyle final : public QProxyStyle {
+  public:
+    OutlinedStyle() : QProxyStyle(QStringLiteral("Fusion")) {}
+
+    void drawPrimitive(PrimitiveElement element,
+                       const QStyleOption* option,
+                       QPainter* painter,
+                       const QWidget* widget) const override {
+        QProxyStyle::drawPrimitive(element, option, painter, widget);
+        if (element == PE_IndicatorCheckBox)
+            outline(*option, *painter, 2);
+        else if (element == PE_IndicatorRadioButton)
+            outline(*option, *painter, option->rect.width() / 2.0);
+        else if (element == PE_FrameLineEdit)
+            outline(*option, *painter, 2);
+    }
+
+    void drawComplexControl(ComplexControl control,
+                            const QStyleOptionComplex* option,
+                            QPainter* painter,
+                            const QWidget* widget) const override {
+        QProxyStyle::drawComplexControl(control, option, painter, widget);
+        if (control == CC_SpinBox)
+            outline(*option, *painter, 2);
+    }
+
+  private:
+    static void outline(const QStyleOption& option, QPainter& painter, qreal radius) {
+        const bool hasFocus = (option.state & State_HasFocus) != 0;
+        if (!darkIsInEffect || hasFocus) // the focus has a frame of its own
+            return;
+        painter.save();
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(QColor((option.state & State_Enabled) != 0 ? 0x737A85 : 0x4A4F57));
+        painter.setBrush(Qt::NoBrush);
+        painter.drawRoundedRect(QRectF(option.rect).adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
+        painter.restore();
+    }
+};
+
 } // namespace
 
 void applyAppearance(std::string_view setting, bool systemIsDark) {
     darkIsInEffect = setting == "dark" || (setting != "light" && systemIsDark);
-    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+    QApplication::setStyle(new OutlinedStyle); // which the application owns
     QApplication::setPalette(paletteOf(colours(darkIsInEffect)));
 }
 

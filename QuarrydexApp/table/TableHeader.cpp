@@ -7,6 +7,7 @@
 #include <QAbstractTableModel>
 #include <QContextMenuEvent>
 #include <QProxyStyle>
+#include <QStyleOption>
 
 #include <algorithm>
 
@@ -23,14 +24,19 @@ int logical(Column column) {
 
 constexpr int columnCount = static_cast<int>(ColumnDef::count);
 
-/// Titles stand above the texts of their columns.
+/// Titles stand above the texts of their columns, as far as they fit.
 class AlignedStyle final : public QProxyStyle {
   public:
     int pixelMetric(PixelMetric metric,
                     const QStyleOption* option,
                     const QWidget* widget) const override {
-        return metric == PM_HeaderMargin ? RowPainter::margin
-                                         : QProxyStyle::pixelMetric(metric, option, widget);
+        if (metric != PM_HeaderMargin)
+            return QProxyStyle::pixelMetric(metric, option, widget);
+        const auto* title = qstyleoption_cast<const QStyleOptionHeader*>(option);
+        if (title == nullptr || title->rect.isEmpty())
+            return RowPainter::margin;
+        const int text = title->fontMetrics.horizontalAdvance(title->text);
+        return std::clamp((title->rect.width() - text) / 2, 1, RowPainter::margin);
     }
 };
 

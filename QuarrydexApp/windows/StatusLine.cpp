@@ -106,7 +106,8 @@ QString StatusLine::indexed() const {
 
 QString StatusLine::found() const {
     const ResultSet& results = *model_.results();
-    if (results.generation == 0 || (results.total == 0 && model_.searchState().query.empty()))
+    const bool isAsked = !model_.searchState().query.empty() && !model_.queryError();
+    if (results.generation == 0 || (results.total == 0 && !isAsked))
         return {};
     std::string text = quarrydex::trn("{number} hit", "{number} hits", results.total,
                                       {{"number", number(results.total)}});

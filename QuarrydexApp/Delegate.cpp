@@ -25,6 +25,7 @@
 #include <QMessageBox>
 #include <QSystemTrayIcon>
 #include <QTimer>
+#include <QWindow>
 
 #include <chrono>
 
@@ -50,6 +51,10 @@ void bringForward(QWidget& window) {
     window.setWindowState(window.windowState() & ~Qt::WindowMinimized);
     window.raise();
     window.activateWindow();
+    // A window that was hidden a moment ago has the focus yet. It then gets none by being shown,
+    // and would not count as active.
+    if (!window.isActiveWindow() && QGuiApplication::focusWindow() == window.windowHandle())
+        QApplication::setActiveWindow(&window);
 }
 
 /// A desktop lets a window come to the front when it is shown the token of what the user clicked.
@@ -60,7 +65,7 @@ void allowForward(const QString& token) {
 
 /// Not by QApplication::quit(), which asks every window first, and the panel never wants to close.
 void endProgram() {
-    QCoreApplication::exit(0);
+    QApplication::quit();
 }
 
 /// Exit status of a start that was to make a picture and could not.

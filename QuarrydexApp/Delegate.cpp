@@ -65,7 +65,7 @@ void allowForward(const QString& token) {
 
 /// Not by QApplication::quit(), which asks every window first, and the panel never wants to close.
 void endProgram() {
-    QApplication::quit();
+    QCoreApplication::exit(0);
 }
 
 /// Exit status of a start that was to make a picture and could not.

@@ -134,13 +134,20 @@ TEST_F(DesktopSearchTest, TheCommandFieldRanksOpensAndReveals) {
 TEST_F(DesktopSearchTest, AnswersComeLateAndDroppedSearchesAnswerWithNothing) {
     search_.answersAtOnce = false;
     for (const bool isDropped : {false, true}) {
-        QTimer::singleShot(0, &provider_, [&] {
-            EXPECT_TRUE(comesTo([&] { return search_.waiting != nullptr; }));
-            if (!isDropped)
-                search_.waiting({{"/a", false}});
-            search_.waiting = nullptr;
-        });
-        EXPECT_EQ(initial({"a"}), isDropped ? QStringList{} : QStringList{"/a"});
+        QDBusMessage call = QDBusMessage::createMethodCall(
+            QLatin1String(service_), QLatin1String(busNames::searchProviderPath),
+            QStringLiteral("org.gnome.Shell.SearchProvider2"),
+            QStringLiteral("GetInitialResultSet"));
+        call << QStringList{"a"};
+        const QDBusPendingCall pending = client_.asyncCall(call);
+        ASSERT_TRUE(comesTo([&] { return search_.waiting != nullptr; }));
+        EXPECT_FALSE(pending.isFinished());
+        if (!isDropped)
+            search_.waiting({{"/a", false}});
+        search_.waiting = nullptr;
+        ASSERT_TRUE(comesTo([&] { return pending.isFinished(); }));
+        EXPECT_EQ(pending.reply().arguments().value(0).toStringList(),
+                  isDropped ? QStringList{} : QStringList{"/a"});
     }
 }
 

@@ -1,6 +1,7 @@
 #include "QuarrydexApp/Delegate.h"
 
 #include "QuarrydexActions/platform/ActionsPlatform.h"
+#include "QuarrydexApp/dbus/BusNames.h"
 #include "QuarrydexApp/look/Appearance.h"
 #include "QuarrydexApp/look/Symbols.h"
 #include "QuarrydexApp/look/Text.h"
@@ -120,10 +121,8 @@ void Delegate::launch() {
         registerHotKey();
         listenToInstance();
         serveDesktopSearch();
-        if (options_.ask != Options::Ask::toggle)
+        if (options_.ask != Options::Ask::background || !canBeReached())
             showPanel();
-        else
-            togglePanel();
         if (options_.ask == Options::Ask::search)
             searchFor(qt(options_.askText));
     }
@@ -280,7 +279,8 @@ void Delegate::showOnboarding() {
 
 void Delegate::showSettings() {
     if (settings_ == nullptr)
-        settings_ = std::make_unique<SettingsWindow>(model_, prefs_);
+        settings_ = std::make_unique<SettingsWindow>(
+            model_, prefs_, nullptr, WindowSeams{.loginStart = &platform_.loginStart});
     settings_->setHotKeyProblem(hotKeyProblem_);
     bringForward(*settings_);
 }
@@ -425,6 +425,9 @@ int runWindows(const Options& options, int argc, char** argv) {
     const QString token = SingleInstance::takeActivationToken();
     QApplication app(argc, argv);
     QApplication::setApplicationName(QString::fromUtf8(appName));
+    QGuiApplication::setDesktopFileName(QLatin1String(busNames::service));
+    QApplication::setWindowIcon(
+        QIcon::fromTheme(QLatin1String(busNames::service), symbolIcon("magnifyingglass")));
     QApplication::setQuitOnLastWindowClosed(false);
     Prefs& prefs = Prefs::shared();
     if (!options.kindStyle.empty())
@@ -436,6 +439,8 @@ int runWindows(const Options& options, int argc, char** argv) {
     if (goesToRunningInstance(options)) {
         instance = std::make_unique<SingleInstance>(QDBusConnection::sessionBus());
         if (instance->claim() == SingleInstance::Role::second) {
+            if (options.ask == Options::Ask::background)
+                return 0; // it is there
             const bool isDone = options.ask == Options::Ask::toggle ? instance->askToToggle(token)
                                 : options.ask == Options::Ask::search
                                     ? instance->askToSearch(qt(options.askText), token)

@@ -70,6 +70,8 @@ class Reader {
             setMode(Mode::batch, flag);
         else if (flag == "--startup-bench")
             setMode(Mode::startupBench, flag);
+        else if (flag == "--background")
+            setAsk(Options::Ask::background, flag);
         else if (flag == "--toggle")
             setAsk(Options::Ask::toggle, flag);
         else if (flag == "--show")
@@ -318,6 +320,7 @@ The running instance:
   --toggle            show the search window, or hide it where it is in front: for a key of your own
   --show              show the search window
   --search TEXT       show it and search for the text
+  --background        start without a window where a tray icon or a hot key can show it
 
 Modes:
   --list QUERY        print the path of every hit, one a line

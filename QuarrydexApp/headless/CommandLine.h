@@ -50,9 +50,10 @@ struct Options {
     std::string kindStyle;                ///< --kind; empty: as stored
     std::vector<std::string> showColumns; ///< --show-columns: ids of columns; empty: as stored
 
-    /// What a start asks of the instance that runs already: --toggle, --show, --search. The flags
-    /// go with no mode and no root. Where none runs, this start becomes it and does it itself.
-    enum class Ask : std::uint8_t { nothing, toggle, show, search };
+    /// What a start asks of the instance that runs already: --toggle, --show, --search, and
+    /// --background nothing. The flags go with no mode and no root. Where none runs, this start
+    /// becomes it and does it itself.
+    enum class Ask : std::uint8_t { nothing, toggle, show, search, background };
     Ask ask = Ask::nothing;
     std::string askText; ///< --search
 

@@ -4,12 +4,14 @@
 
 #include "QuarrydexApp/platform/FileOpener.h"
 #include "QuarrydexApp/platform/HotKey.h"
+#include "QuarrydexApp/platform/LoginStart.h"
 
 namespace quarrydex {
 
 struct AppPlatform {
     FileOpener& opener;
     HotKey& hotKey;
+    LoginStart& loginStart;
 };
 
 /// The system this program was built for. Call it with a QGuiApplication; the objects live as long

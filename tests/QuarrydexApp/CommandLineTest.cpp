@@ -128,6 +128,7 @@ TEST(CommandLineTest, OnlyPlainStartsGoToTheRunningInstance) {
     EXPECT_EQ(parsed({}).ask, Ask::nothing);
     EXPECT_EQ(parsed({"--toggle"}).ask, Ask::toggle);
     EXPECT_EQ(parsed({"--show"}).ask, Ask::show);
+    EXPECT_EQ(parsed({"--background"}).ask, Ask::background);
     EXPECT_EQ(parsed({"--search", "--show"}).ask, Ask::search);
     EXPECT_EQ(parsed({"--search", "--show"}).askText, "--show");
     EXPECT_EQ(parsed({"--search", ""}).ask, Ask::search);

@@ -1,8 +1,12 @@
 #include "QuarrydexApp/platform/AppPlatform.h"
+#include "QuarrydexApp/platform/linux/AutostartFile.h"
 #include "QuarrydexApp/platform/linux/LinuxFileOpener.h"
 #include "QuarrydexApp/platform/linux/LinuxHotKey.h"
+#include "QuarrydexCore/base/AppInfo.h"
 
+#include <QFile>
 #include <QGuiApplication>
+#include <QStandardPaths>
 
 #include <memory>
 
@@ -10,12 +14,23 @@ namespace quarrydex {
 
 namespace {
 
+std::string autostartFolder() {
+    return QFile::encodeName(
+               QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
+               QStringLiteral("/autostart"))
+        .toStdString();
+}
+
 struct Parts {
     QDBusConnection bus = QDBusConnection::sessionBus();
     LinuxFileOpener opener{bus};
     std::unique_ptr<HotKey> hotKey = linuxHotKey(
         QGuiApplication::platformName(), !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"), bus);
-    AppPlatform platform{opener, *hotKey};
+    AutostartFile loginStart{
+        autostartFolder(),
+        appName,
+        {QCoreApplication::applicationFilePath().toStdString(), "--background"}};
+    AppPlatform platform{opener, *hotKey, loginStart};
 };
 
 std::unique_ptr<Parts> parts;

@@ -37,7 +37,7 @@ std::vector<FoundItem>
 best(const ResultSet& results, const Indexes& indexes, const std::string& text, std::size_t limit) {
     const std::string folded = VolumeIndex::fold(text);
     std::vector<Row> rows = results.rows;
-    std::ranges::stable_partition(rows, [&](Row row) {
+    std::stable_partition(rows.begin(), rows.end(), [&](Row row) {
         return VolumeIndex::fold(indexes[rowVolume(row)]->name(rowEntry(row))).starts_with(folded);
     });
     rows.resize(std::min(rows.size(), limit));

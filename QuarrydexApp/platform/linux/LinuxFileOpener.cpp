@@ -59,8 +59,7 @@ void LinuxFileOpener::openFoldersOf(const std::vector<std::string>& paths, Faile
     for (const std::string& path : paths)
         folders.push_back(folderOf(path));
     std::ranges::sort(folders);
-    const auto repeated = std::ranges::unique(folders);
-    folders.erase(repeated.begin(), repeated.end());
+    folders.erase(std::unique(folders.begin(), folders.end()), folders.end());
     open(folders, std::move(failed));
 }
 

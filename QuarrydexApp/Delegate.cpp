@@ -216,7 +216,7 @@ MenuCommands Delegate::commands() {
                 },
             .hide = [this] { hidePanel(); },
             .hideOthers =
-                [this] {
+                [] {
                     for (QWidget* window : QApplication::topLevelWidgets())
                         if (window->isVisible() && window != QApplication::activeWindow())
                             window->hide();

@@ -123,6 +123,20 @@ TEST_P(KernelsTest, MatchesAtBlockEdgesAndAcrossSixtyFourBytes) {
     for (const char* text : {"needle", "dle", "x", "yy", "z", "eedl", "e"})
         expectAllWaysAgree(heap, text);
     expectAllWaysAgree(heap, std::string(512, 'y'));
+    for (std::size_t before = 0; before < 80; ++before) // the needle across any end of a step
+        expectAllWaysAgree(Heap({std::string(before, 'x') + "needle"}), "needle");
+
+    // The heap goes on behind the block: what stands there is in none of its names.
+    NameBlock block = heap.block();
+    block.entries = 3;
+    for (const auto& [text, expected] : {std::pair{"le", 0b101U}, {"yy", 0U}, {"y", 0U}}) {
+        std::uint64_t dense = 0;
+        std::uint64_t sparse = 0;
+        kernels::matchDense(block, heap.needle(text), &dense);
+        kernels::matchSparse(block, heap.needle(text), &sparse);
+        EXPECT_EQ(dense, expected) << text;
+        EXPECT_EQ(sparse, expected) << text;
+    }
 }
 
 TEST_P(KernelsTest, ColumnTestsKeepExactlyTheWantedAndOnlyClearBits) {

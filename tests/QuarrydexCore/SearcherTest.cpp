@@ -1,5 +1,6 @@
 #include "QuarrydexCore/search/Searcher.h"
 
+#include "QuarrydexCore/search/Kernels.h"
 #include "QuarrydexCore/search/OpSet.h"
 #include "QuarrydexCore/search/PathMarks.h"
 
@@ -7,6 +8,7 @@
 
 #include <array>
 #include <atomic>
+#include <functional>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -159,6 +161,80 @@ TEST(SearcherTest, AnythingThatChangesTheCatalogueMakesAFullSearch) {
     EXPECT_EQ(searcher.search(all({flac, name("ab")}), false), std::vector<EntryId>{7});
 }
 
+TEST(SearcherTest, OnlyASearchWithTheSameMaskIsRefined) {
+    const auto index = catalogOf({{"/r", noParent, EntryFlags::dir | EntryFlags::root},
+                                  {"abc", 0},
+                                  {"abcd", 0, EntryFlags::junk}});
+    Searcher searcher(*index);
+    EXPECT_EQ(searcher.search(all({name("ab")}), false), (std::vector<EntryId>{1}));
+    EXPECT_EQ(searcher.search(all({name("abc")}), true), (std::vector<EntryId>{1, 2}));
+    EXPECT_EQ(searcher.search(all({name("abcd")}), false), (std::vector<EntryId>{}));
+}
+
+TEST(SearcherTest, RangesHoldTheirBoundsAmongFewEntriesAndMany) {
+    std::vector<PlainEntry> entries = {{"/r", noParent, EntryFlags::dir | EntryFlags::root}};
+    for (std::uint32_t i = 1; i < 1'000; ++i) {
+        const bool isOneOfFew = i == 9 || i == 10 || i == 20 || i == 21;
+        entries.push_back({isOneOfFew ? "a.mp3" : "a", 0, 0, i, i});
+    }
+    const auto index = catalogOf(entries);
+    Searcher searcher(*index);
+    for (const Pred& range : {Pred(preds::Size{{10, 20}}), Pred(preds::Date{{10, 20}})}) {
+        const Term inside{false, range, false};
+        const Term outside{true, range, false};
+        EXPECT_EQ(searcher.search(all({ext, inside}), false), (std::vector<EntryId>{10, 20}));
+        EXPECT_EQ(searcher.search(all({ext, outside}), false), (std::vector<EntryId>{9, 21}));
+        EXPECT_EQ(searcher.search(all({inside}), false)->size(), 11U);
+        EXPECT_EQ(searcher.search(all({outside}), false)->size(), 988U);
+    }
+}
+
+TEST(SearcherTest, ManyExtensionsAreFoundLikeFew) {
+    constexpr std::size_t known = 20;
+    std::vector<PlainEntry> entries = {{"/r", noParent, EntryFlags::dir | EntryFlags::root}};
+    for (std::size_t i = 1; i <= known; ++i)
+        entries.push_back({"a.x" + std::to_string(i), 0});
+    const auto index = catalogOf(entries);
+    Searcher searcher(*index);
+    preds::Ext some;
+    std::vector<EntryId> expected;
+    for (EntryId i = 1; i <= 15; ++i) {
+        some.exts.push_back("x" + std::to_string(i));
+        expected.push_back(i);
+        EXPECT_EQ(searcher.search(all({{false, some, false}}), false), expected);
+        EXPECT_EQ(searcher.search(all({{true, some, false}}), false)->size(), known - i);
+    }
+}
+
+TEST(SearcherTest, FoldersMayChangeAtABlocksBorder) {
+    constexpr auto dir = EntryFlags::dir;
+    std::vector<PlainEntry> entries = {
+        {"/r", noParent, EntryFlags::dir | EntryFlags::root}, {"music", 0, dir}, {"other", 0, dir}};
+    while (entries.size() < blockEntries + 10)
+        entries.push_back({"x", entries.size() < blockEntries ? 1U : 2U});
+    const auto index = catalogOf(entries);
+    Searcher searcher(*index);
+    for (auto [text, hits] : {std::pair{"music", blockEntries - 3},
+                              {"other", 10U},
+                              {"music/", blockEntries - 3},
+                              {"other/", 10U}})
+        EXPECT_EQ(searcher.search(all({{false, preds::Path{text}, false}}), false)->size(), hits)
+            << text;
+}
+
+TEST(SearcherTest, ThePaddingOfFoldedNamesIsNeverFound) {
+    const auto index = catalogOf({{"/r", noParent, EntryFlags::dir | EntryFlags::root},
+                                  {"caf\u00e9", 0, EntryFlags::dir},
+                                  {"x\u00e9", 1}});
+    Searcher searcher(*index);
+    const std::string padding(1, foldFiller);
+    for (const Pred& pred :
+         {Pred(preds::Name{padding}), Pred(preds::Path{padding}), Pred(preds::Glob{"*" + padding})})
+        for (bool caseSensitive : {false, true})
+            EXPECT_TRUE(searcher.search(all({{false, pred, caseSensitive}}), false)->empty())
+                << pred.index() << caseSensitive;
+}
+
 TEST(SearcherTest, AnInvalidExpressionFindsNothingEitherWay) {
     const auto index = catalogOf({{"/r", noParent, EntryFlags::dir | EntryFlags::root}, {"a", 0}});
     Searcher searcher(*index);
@@ -166,14 +242,47 @@ TEST(SearcherTest, AnInvalidExpressionFindsNothingEitherWay) {
         EXPECT_TRUE(searcher.search(all({{neg, preds::Regex{"("}, false}}), false)->empty());
 }
 
-TEST(SearcherTest, NewerSearchCancelsOlder) {
+/// "file 0" … "file 59999" under a root.
+std::unique_ptr<VolumeIndex> manyFiles() {
     std::vector<PlainEntry> entries = {{"/r", noParent, EntryFlags::dir | EntryFlags::root}};
     for (int i = 0; i < 60'000; ++i)
         entries.push_back({"file " + std::to_string(i), 0});
-    const auto index = catalogOf(entries);
+    return catalogOf(entries);
+}
+
+/// Slow on every one of these names, so that something else can happen while it is searched.
+Query slowOnFiles() {
+    return all({{false, preds::Regex{"(i|f|l|e| )*[0-9]*(0|1|2)+$"}, false}});
+}
+
+TEST(SearcherTest, AnInterruptedSearchGivesNothing) {
+    const auto index = manyFiles();
     Searcher searcher(*index);
-    // Slow on every name, so that the newer search begins while it runs.
-    const Query slow = all({{false, preds::Regex{"(i|f|l|e| )*[0-9]*(0|1|2)+$"}, false}});
+    const std::function<void()> interruptions[] = {
+        [&] { searcher.cancel(); },
+        [&] { static_cast<void>(searcher.searchBits(all({name("file 1")}), false)); }};
+    for (const auto& interrupt : interruptions) {
+        // An interruption may come before the search or after it: then it is tried again.
+        bool gaveNothing = false;
+        for (int round = 0; round < 20 && !gaveNothing; ++round) {
+            std::atomic<bool> done{false};
+            std::thread older([&] {
+                gaveNothing = searcher.searchBits(slowOnFiles(), false) == nullptr;
+                done = true;
+            });
+            do
+                interrupt();
+            while (!done);
+            older.join();
+        }
+        EXPECT_TRUE(gaveNothing);
+    }
+}
+
+TEST(SearcherTest, NewerSearchCancelsOlder) {
+    const auto index = manyFiles();
+    Searcher searcher(*index);
+    const Query slow = slowOnFiles();
     std::atomic<bool> done{false};
     std::shared_ptr<const HitSet> cancelled = std::make_shared<HitSet>();
     std::thread older([&] {
@@ -221,6 +330,9 @@ TEST(SearcherTest, SearchesRunBesideAWriter) {
     }
     writer.join();
     EXPECT_EQ(searcher.searchBits(dates, false)->count, 29'700U);
+    // The same search once more: what was found before does not cover the newest entry.
+    testing::appendAll(store, {{"some name.txt", 0}});
+    EXPECT_EQ(searcher.searchBits(dates, false)->count, 29'701U);
 }
 
 } // namespace

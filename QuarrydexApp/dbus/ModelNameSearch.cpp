@@ -30,20 +30,17 @@ std::optional<Query> queryOf(const std::string& text, std::int64_t now) {
     return std::nullopt;
 }
 
-/// The catalogues as they are at the start: a volume may get another one meanwhile.
-using Indexes = std::vector<std::shared_ptr<VolumeIndex>>;
-
-std::vector<FoundItem>
-best(const ResultSet& results, const Indexes& indexes, const std::string& text, std::size_t limit) {
+std::vector<FoundItem> best(const ResultSet& results, const std::string& text, std::size_t limit) {
     const std::string folded = VolumeIndex::fold(text);
     std::vector<Row> rows = results.rows;
     std::stable_partition(rows.begin(), rows.end(), [&](Row row) {
-        return VolumeIndex::fold(indexes[rowVolume(row)]->name(rowEntry(row))).starts_with(folded);
+        return VolumeIndex::fold(results.indexes[rowVolume(row)]->name(rowEntry(row)))
+            .starts_with(folded);
     });
     rows.resize(std::min(rows.size(), limit));
     std::vector<FoundItem> items;
     for (Row row : rows) {
-        const VolumeIndex& index = *indexes[rowVolume(row)];
+        const VolumeIndex& index = *results.indexes[rowVolume(row)];
         items.push_back({.path = index.path(rowEntry(row)),
                          .isFolder = (index.flags(rowEntry(row)) & EntryFlags::dir) != 0});
     }
@@ -64,9 +61,6 @@ void ModelNameSearch::find(const std::string& text, std::size_t limit, Answer an
     state.sortKey = SortKey::date;
     state.sortDesc = true;
     state.limit = std::max(looked, limit);
-    Indexes indexes;
-    for (const auto& volume : model_.volumes())
-        indexes.push_back(volume->index);
     auto run = std::make_shared<SearchRun>(
         SearchRun::Request{.generation = number,
                            .clock = &clock_,
@@ -78,11 +72,10 @@ void ModelNameSearch::find(const std::string& text, std::size_t limit, Answer an
                            .isStale = [this, number] { return newest_ != number; },
                            .sharesSearchers = false});
     // The run holds volumes, which only the main thread may let go: it goes back there in any case.
-    queue_.post([this, run = std::move(run), indexes = std::move(indexes), text, limit,
-                 answer = std::move(answer)]() mutable {
+    queue_.post([this, run = std::move(run), text, limit, answer = std::move(answer)]() mutable {
         std::vector<FoundItem> items;
         if (run->findHits())
-            items = best(*run->results(run->wantedRows()), indexes, text, limit);
+            items = best(*run->results(run->wantedRows()), text, limit);
         mainQueue_.post([run = std::move(run), answer = std::move(answer),
                          items = std::move(items)]() mutable { answer(std::move(items)); });
     });

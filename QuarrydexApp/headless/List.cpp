@@ -34,9 +34,10 @@ void appendField(std::string& out, std::string_view name, std::string_view value
     appendJsonString(out, value);
 }
 
-/// Appends one entry as an object.
-void appendEntry(std::string& out, const VolumeState& volume, EntryId id, std::string_view path) {
-    const VolumeIndex& index = *volume.index;
+/// Appends one row as an object.
+void appendEntry(std::string& out, const ResultSet& results, Row row, std::string_view path) {
+    const VolumeIndex& index = *results.indexes[rowVolume(row)];
+    const EntryId id = rowEntry(row);
     const std::uint8_t flags = index.flags(id);
     out += "{\"path\":";
     appendJsonString(out, path);
@@ -51,7 +52,7 @@ void appendEntry(std::string& out, const VolumeState& volume, EntryId id, std::s
     appendField(out, "kind", (flags & EntryFlags::dir) != 0 ? "folder" : "file");
     appendField(out, "flags", flags);
     appendField(out, "ext", index.ext(id).value_or(""));
-    appendField(out, "drive", volume.name);
+    appendField(out, "drive", results.vols[rowVolume(row)]->name);
     if (const auto meta = index.audio().meta(id); meta && !meta->isEmpty()) {
         out += ",\"audio\":";
         appendAudioJson(out, *meta);
@@ -67,7 +68,7 @@ void analyseHits(const ResultSet& results) {
     for (std::size_t v = 0; v < hits.size(); ++v) {
         if (results.vols[v]->offline)
             continue;
-        AudioIndexer indexer(results.vols[v]->index, processorCount());
+        AudioIndexer indexer(results.indexes[v], processorCount());
         indexer.yields = false;
         indexer.beginAt(systemPlatform().clock.now());
         indexer.run(indexer.pending(hits[v]));
@@ -84,7 +85,7 @@ void printRows(const ResultSet& results, const Options& options, Output& out) {
         const std::string_view path = paths.path(row);
         if (options.json) {
             object.clear();
-            appendEntry(object, *results.vols[rowVolume(row)], rowEntry(row), path);
+            appendEntry(object, results, row, path);
             out.append(object);
         } else if (escapes && needsEscaping(path)) {
             out.append(escaped(path));

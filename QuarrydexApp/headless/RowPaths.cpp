@@ -3,7 +3,7 @@
 namespace quarrydex {
 
 std::string_view RowPaths::path(Row row) {
-    const VolumeIndex& index = *results_.vols[rowVolume(row)]->index;
+    const VolumeIndex& index = *results_.indexes[rowVolume(row)];
     const EntryId id = rowEntry(row);
     const EntryId parent = index.parent(id).value_or(noParent);
     if (parent == noParent)

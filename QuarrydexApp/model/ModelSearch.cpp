@@ -73,7 +73,7 @@ void Model::startSearch(bool resetScroll, bool ordersArePrepared) {
     if (query.groups.empty() && !state_.browseAll) {
         auto nothing = std::make_shared<ResultSet>();
         nothing->generation = generation;
-        nothing->vols = volumes_;
+        nothing->setVolumes(volumes_);
         nothing->resetScroll = resetScroll;
         publish(std::move(nothing));
         return;

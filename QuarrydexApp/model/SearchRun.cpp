@@ -46,6 +46,8 @@ std::shared_ptr<const ResultSet> SearchRun::results(std::size_t count) {
     auto results = std::make_shared<ResultSet>();
     results->generation = request_.generation;
     results->vols = request_.volumes;
+    for (const Part& part : parts_)
+        results->indexes.push_back(part.index);
     results->rows = orderedRows(count);
     results->total = total_;
     results->complete = count >= wantedRows();

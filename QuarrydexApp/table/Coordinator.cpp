@@ -62,6 +62,7 @@ ResultsTable::Coordinator::~Coordinator() {
 Item ResultsTable::Coordinator::item(const ShownResults& results, std::size_t at) const {
     const ShownRow row = results.row(at);
     return {.volume = results.set()->vols[rowVolume(results.rows()[at])],
+            .index = results.indexes()[rowVolume(results.rows()[at])],
             .entry = row.entry,
             .path = row.index->path(row.entry),
             .name = quarrydex::shown(table_.values().name(row)).toStdString(),

@@ -33,6 +33,7 @@ class ResultsTable::Coordinator {
   public:
     struct Item {
         std::shared_ptr<VolumeState> volume;
+        std::shared_ptr<VolumeIndex> index; ///< that the entry is one of
         EntryId entry{};
         std::string path; ///< raw bytes
         std::string name; ///< for reading, UTF-8

@@ -60,15 +60,12 @@ class ShownResults {
     /// No rows.
     ShownResults() : set_(std::make_shared<const ResultSet>()) {}
 
-    explicit ShownResults(std::shared_ptr<const ResultSet> set) : set_(std::move(set)) {
-        for (const auto& volume : set_->vols)
-            indexes_.push_back(volume->index);
-    }
+    explicit ShownResults(std::shared_ptr<const ResultSet> set) : set_(std::move(set)) {}
 
     [[nodiscard]] const std::shared_ptr<const ResultSet>& set() const { return set_; }
 
     /// By position in a row's high half.
-    [[nodiscard]] const Indexes& indexes() const { return indexes_; }
+    [[nodiscard]] const Indexes& indexes() const { return set_->indexes; }
 
     [[nodiscard]] std::span<const Row> rows() const { return set_->rows; }
 
@@ -82,11 +79,11 @@ class ShownResults {
     [[nodiscard]] ShownRow row(std::size_t at) const {
         const Row row = set_->rows[at];
         const std::uint32_t volume = rowVolume(row);
-        return {set_->vols[volume].get(), indexes_[volume].get(), rowEntry(row)};
+        return {set_->vols[volume].get(), set_->indexes[volume].get(), rowEntry(row)};
     }
 
     [[nodiscard]] bool holds(const VolumeIndex* index) const {
-        for (const auto& held : indexes_)
+        for (const auto& held : set_->indexes)
             if (held.get() == index)
                 return true;
         return false;
@@ -94,7 +91,6 @@ class ShownResults {
 
   private:
     std::shared_ptr<const ResultSet> set_; ///< never null
-    Indexes indexes_;
 };
 
 } // namespace quarrydex

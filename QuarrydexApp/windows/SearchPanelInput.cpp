@@ -100,7 +100,7 @@ void SearchPanel::showPreview() {
     std::size_t current = 0;
     const auto row = table_->currentRow();
     for (ResultsTable::Coordinator::Item& item : table_->coordinator().previewItems()) {
-        const VolumeIndex& index = *item.volume->index;
+        const VolumeIndex& index = *item.index;
         if (row && *row < table_->shown().count() &&
             table_->shown().row(*row).key() == RowKey{&index, item.entry})
             current = files.size();

@@ -58,8 +58,8 @@ class ModelAudioTest : public ::testing::Test {
         Paths out;
         const ResultSet& results = *model->results();
         for (Row row : results.rows)
-            out.insert(results.vols[rowVolume(row)]
-                           ->index->path(rowEntry(row))
+            out.insert(results.indexes[rowVolume(row)]
+                           ->path(rowEntry(row))
                            .substr(tree.path().size() + 1));
         return out;
     }

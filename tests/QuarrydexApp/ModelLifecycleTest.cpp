@@ -75,7 +75,7 @@ class ModelLifecycleTest : public ::testing::Test {
             const ResultSet& results = *model->results();
             Paths found;
             for (Row row : results.rows)
-                found.insert(results.vols[rowVolume(row)]->index->path(rowEntry(row)));
+                found.insert(results.indexes[rowVolume(row)]->path(rowEntry(row)));
             return results.generation == model->generation() && found == wanted;
         });
     }
@@ -268,8 +268,8 @@ TEST_F(ModelLifecycleTest, EveryVolumeTogetherIsInOneNameOrderThatFollowsChanges
     const auto names = [&] {
         std::vector<std::string> out;
         for (Row row : model->results()->rows)
-            out.push_back(std::string(
-                model->results()->vols[rowVolume(row)]->index->foldedName(rowEntry(row))));
+            out.push_back(
+                std::string(model->results()->indexes[rowVolume(row)]->foldedName(rowEntry(row))));
         return out;
     };
     const auto isSorted = [&] {

@@ -51,7 +51,7 @@ const ResultSet& waitForResults(Model& model) {
 std::vector<std::string> paths(const ResultSet& results) {
     std::vector<std::string> out;
     for (Row row : results.rows)
-        out.push_back(results.vols[rowVolume(row)]->index->path(rowEntry(row)));
+        out.push_back(results.indexes[rowVolume(row)]->path(rowEntry(row)));
     return out;
 }
 

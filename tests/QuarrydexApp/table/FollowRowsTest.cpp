@@ -76,9 +76,10 @@ class FollowRowsTest : public ::testing::Test {
     /// Some rows of some of the volumes, in any order.
     ShownResults randomResults() {
         auto set = std::make_shared<ResultSet>();
-        set->vols = volumes_;
-        std::ranges::shuffle(set->vols, random_);
-        set->vols.resize(1 + below(random_, 3));
+        auto volumes = volumes_;
+        std::ranges::shuffle(volumes, random_);
+        volumes.resize(1 + below(random_, 3));
+        set->setVolumes(volumes);
         for (std::uint32_t v = 0; v < set->vols.size(); ++v)
             for (EntryId entry = 1; entry < entries; ++entry)
                 if (below(random_, 3) > 0)
@@ -158,12 +159,14 @@ TEST_F(FollowRowsTest, EveryRowIsFoundWhereverItWent) {
 
 TEST_F(FollowRowsTest, RowsOfAVolumeWithAnotherCatalogueAreOtherRows) {
     auto set = std::make_shared<ResultSet>();
-    set->vols = {volumes_[0]};
+    set->setVolumes({volumes_[0]});
     set->rows = {makeRow(0, 5)};
     const ShownResults from(set);
     volumes_[0]->index = testing::catalogOf(
         std::vector<testing::PlainEntry>(entries, {.name = "y", .parent = noParent}));
-    const ShownResults to(std::make_shared<ResultSet>(*set));
+    const auto next = std::make_shared<ResultSet>(*set);
+    next->setVolumes({volumes_[0]});
+    const ShownResults to(next);
     Places places;
     places.selected.append(0);
     EXPECT_TRUE(follow(RowsOf(from), RowsOf(to), places).selected.empty());

@@ -1,13 +1,15 @@
 /// Audio conditions over whole columns.
 ///
-/// A condition is tested row by row in one pass of its column (AudioKernels.h); the bits of the
-/// rows are then spread to the entries that the rows belong to, a word at a time.
+/// A condition is tested a block of rows at a time (AudioKernels.h); the bits of the rows are then
+/// spread to the entries that the rows belong to, a word at a time, while they are still in the
+/// nearest cache.
 #include "QuarrydexCore/audio/AudioKernels.h"
 #include "QuarrydexCore/audio/AudioTable.h"
 #include "QuarrydexCore/base/Bits.h"
 #include "QuarrydexCore/text/Fold.h"
 
 #include <algorithm>
+#include <array>
 #include <limits>
 
 namespace quarrydex {
@@ -16,13 +18,50 @@ namespace {
 
 using audioKernels::SmallSet;
 
+/// Sets the bits of entries block by block, with what a test says of the block's rows.
+class Spread {
+  public:
+    Spread(const AudioTable::Cols& cols, std::size_t entries, std::span<std::uint64_t> bits)
+        : cols_(cols), entries_(entries), bits_(bits) {}
+
+    /// test(column, rows) sets `rows` to the bits of that part of the column.
+    template <typename T, typename Test>
+    void each(const std::vector<T>& column, Test&& test) const {
+        const EntryWords& words = cols_.words;
+        const auto wanted = static_cast<std::size_t>(
+            std::ranges::upper_bound(words.place, entries_ / 64) - words.place.begin());
+        // In the word in which the entries end, rows may lie that are not wanted.
+        std::uint64_t& last = bits_[entries_ / 64];
+        const std::uint64_t before = last;
+        constexpr std::size_t step = EntryWords::blockWords;
+        std::array<std::uint64_t, step + 1> rows{}; // the bits of a word are taken from two
+        for (std::size_t begin = 0; begin < wanted; begin += step) {
+            const std::size_t row = words.rowsBefore[begin / step];
+            const std::size_t end = words.rowsBefore[begin / step + 1];
+            test(std::span(column).subspan(row, end - row), rows.data());
+            const std::size_t count = std::min(step, wanted - begin);
+            audioKernels::setEntries(rows.data(), std::span(words.place).subspan(begin, count),
+                                     std::span(words.bits).subspan(begin, count), bits_.data());
+        }
+        last = before | (last & lowBits(entries_ % 64));
+    }
+
+  private:
+    const AudioTable::Cols& cols_;
+    std::size_t entries_;
+    std::span<std::uint64_t> bits_;
+};
+
 /// The values that are known (not 0) and lie in lo … hi.
 template <typename T>
-void testKnown(const std::vector<T>& column, const AudioCond& cond, BitWords& rows) {
+void testKnown(const std::vector<T>& column, const AudioCond& cond, const Spread& spread) {
     const auto lo = std::max<std::int64_t>(cond.lo, 1);
     const auto hi = std::min<std::int64_t>(cond.hi, std::numeric_limits<T>::max());
-    if (lo <= hi)
-        audioKernels::testRange(column, static_cast<T>(lo), static_cast<T>(hi), rows.data());
+    if (lo > hi)
+        return;
+    spread.each(column, [&](std::span<const T> values, std::uint64_t* rows) {
+        audioKernels::testRange(values, static_cast<T>(lo), static_cast<T>(hi), rows);
+    });
 }
 
 static_assert(audioCodecCount < SmallSet().size(), "the last place is for numbers of no codec");
@@ -47,28 +86,36 @@ SmallSet codecsLabelled(std::string_view folded) {
 void testText(std::string_view pool,
               const std::vector<std::uint32_t>& offsets,
               std::string_view folded,
-              BitWords& rows) {
+              const Spread& spread) {
     if (folded.empty()) {
-        for (std::size_t row = 0; row < offsets.size(); ++row)
-            if (!TextPool::textAt(pool, offsets[row]).empty())
-                setBit(rows, row);
+        spread.each(offsets, [&](std::span<const std::uint32_t> some, std::uint64_t* rows) {
+            std::fill_n(rows, bitWords(some.size()), 0);
+            for (std::size_t row = 0; row < some.size(); ++row)
+                if (!TextPool::textAt(pool, some[row]).empty())
+                    setBit({rows, bitWords(some.size())}, row);
+        });
         return;
     }
     if (folded.find('\0') != std::string_view::npos)
         return; // no stored text holds one
     const audioKernels::TextBits texts = audioKernels::findTexts(pool, folded);
-    if (!texts.empty())
-        audioKernels::testTexts(offsets, texts, rows.data());
+    if (texts.empty())
+        return;
+    spread.each(offsets, [&](std::span<const std::uint32_t> some, std::uint64_t* rows) {
+        audioKernels::testTexts(some, texts, rows);
+    });
 }
 
-/// Sets the bits of the rows that satisfy the condition.
-void test(const AudioTable::Cols& cols, const AudioCond& cond, BitWords& rows) {
-    const auto known = [&](const auto& column) { testKnown(column, cond, rows); };
+/// Sets the bits of the entries that satisfy the condition.
+void test(const AudioTable::Cols& cols, const AudioCond& cond, const Spread& spread) {
+    const auto known = [&](const auto& column) { testKnown(column, cond, spread); };
     const auto text = [&](const auto& column) {
-        testText(cols.pool, column, fold(cond.text), rows);
+        testText(cols.pool, column, fold(cond.text), spread);
     };
     const auto codec = [&](const SmallSet& wanted) {
-        audioKernels::testSmallSet(cols.codec, wanted, rows.data());
+        spread.each(cols.codec, [&](std::span<const std::uint8_t> values, std::uint64_t* rows) {
+            audioKernels::testSmallSet(values, wanted, rows);
+        });
     };
     using Field = AudioCond::Field;
     switch (cond.field) {
@@ -115,9 +162,7 @@ void AudioTable::fill(const Cols& cols,
                       const AudioCond& cond,
                       std::span<std::uint64_t> bits,
                       std::size_t entries) {
-    BitWords rows(audioKernels::rowWords(cols.count()));
-    test(cols, cond, rows);
-    audioKernels::setEntries(rows, cols.words, entries, bits);
+    test(cols, cond, Spread(cols, entries, bits));
 }
 
 } // namespace quarrydex

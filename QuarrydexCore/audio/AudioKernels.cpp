@@ -4,13 +4,17 @@
 #include <hwy/foreach_target.h>
 // Must come after foreach_target.h.
 #include "QuarrydexCore/audio/AudioKernels.h"
-#include "QuarrydexCore/audio/EntryWords.h"
 #include "QuarrydexCore/base/Bits.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
+#include <cstring>
 
+#include <hwy/cache_control.h>
 #include <hwy/highway.h>
+// Must come after highway.h.
+#include "QuarrydexCore/base/MoveBits-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 
@@ -20,30 +24,6 @@ namespace hn = hwy::HWY_NAMESPACE;
 using audioKernels::TextBits;
 
 // --- Bits ---------------------------------------------------------------------------------------
-
-/// The bits of `bits` at the places where `places` is set, moved together.
-HWY_INLINE std::uint64_t gatherBits(std::uint64_t bits, std::uint64_t places) {
-#if HWY_ARCH_X86_64 && HWY_TARGET <= HWY_AVX2
-    return _pext_u64(bits, places);
-#else
-    std::uint64_t out = 0;
-    for (unsigned k = 0; places != 0; places &= places - 1, ++k)
-        out |= std::uint64_t{(bits & places & (~places + 1)) != 0} << k;
-    return out;
-#endif
-}
-
-/// The lowest bits of `bits`, spread over the places where `places` is set.
-HWY_INLINE std::uint64_t scatterBits(std::uint64_t bits, std::uint64_t places) {
-#if HWY_ARCH_X86_64 && HWY_TARGET <= HWY_AVX2
-    return _pdep_u64(bits, places);
-#else
-    std::uint64_t out = 0;
-    for (; places != 0; places &= places - 1, bits >>= 1)
-        out |= (bits & 1) * (places & (~places + 1));
-    return out;
-#endif
-}
 
 /// Number of bits set.
 HWY_INLINE std::size_t countOf(std::uint64_t bits) {
@@ -160,13 +140,11 @@ void SetEntries(const std::uint64_t* rows,
 /// the one with the match is the text whose folded copy matched. (When the match lies in a text and
 /// not in a folded copy, the string before it is a folded copy, to which no row points.)
 ///
-/// For each 64 bytes: M marks where the needle begins, Z the NULs. Adding M to ~Z carries each
-/// match through the rest of its string onto the string's NUL, also across the 64 bytes' end. The
-/// NULs' bits, moved together, tell string by string which one matched; moved back by two NULs they
-/// stand before the string before the one with the match. That string begins behind them.
-///
-/// In blocks without a match nothing else is looked at; the starts of the strings around the next
-/// match are then found backwards, never further than what was walked before.
+/// The pool is walked from its end, 64 bytes at a time, since what a match says belongs two strings
+/// before it. M marks where the needle begins, Z the NULs. Adding M to ~Z carries each match
+/// through the rest of its string onto the string's NUL. Moved together, the NULs' bits tell string
+/// by string which one matched; shifted by two strings and moved back they stand on the NUL before
+/// the text. Blocks in which nothing is to be said are not looked at for NULs.
 class PoolSearch {
   public:
     PoolSearch(std::string_view pool, std::string_view needle)
@@ -174,17 +152,33 @@ class PoolSearch {
     }
 
     HWY_INLINE void run(TextBits& texts) {
-        std::size_t block = 0;
-        for (; block + 64 + needle_.size() <= pool_.size(); block += 64)
-            if (const std::uint64_t matches = matchesAt(block); (matches | carry_) != 0)
-                visit(block, matches, texts);
-        for (; block < pool_.size(); block += 64)
-            if (const std::uint64_t matches = lastMatchesAt(block); (matches | carry_) != 0)
-                visit(block, matches, texts);
-        mark(previous_, carry_, texts); // the last string of a damaged pool may have no end
+        std::array<std::uint64_t, stretch> matches;
+        for (std::size_t end = (pool_.size() + 63) / 64; end > 0;) {
+            const std::size_t begin = end - std::min(end, stretch);
+            std::size_t matching = 0;
+            for (std::size_t block = begin; block < end; ++block) {
+                // The processor expects reading to go on upwards. Without this: a half slower.
+                if (block >= 2 * stretch)
+                    hwy::Prefetch(bytes_ + (block - 2 * stretch) * 64);
+                const std::uint64_t here = matchesAt(block * 64);
+                matches[block - begin] = here;
+                matching += here != 0;
+            }
+            if (matching != 0 && texts.empty())
+                texts.resize(pool_.size() / 32 + 4); // whole blocks, and one more bit
+            // Where many blocks match, a test of each would mostly be guessed wrong.
+            if (matching > stretch / 8)
+                visitAll(begin, end, matches.data(), texts.data());
+            else
+                visitSome(begin, end, matches.data(), texts.data());
+            end = begin;
+        }
     }
 
   private:
+    /// So many blocks are searched before their strings are looked at: they stay in the cache.
+    static constexpr std::size_t stretch = 128;
+
     /// Which of the 64 bytes at an offset equal `byte`.
     HWY_INLINE std::uint64_t equalMask(std::size_t at, char byte) const {
         return mask64(bytes_ + at, [byte](auto d, auto v) HWY_ATTR {
@@ -193,10 +187,12 @@ class PoolSearch {
     }
 
     /// At which of the 64 places the needle begins.
-    HWY_INLINE std::uint64_t matchesAt(std::size_t block) const {
+    HWY_INLINE std::uint64_t matchesAt(std::size_t at) const {
+        if (HWY_UNLIKELY(at + 64 + needle_.size() > pool_.size()))
+            return lastMatchesAt(at);
         const std::size_t last = needle_.size() - 1;
         const auto probe = [&](std::size_t i) HWY_ATTR {
-            return equalMask(block + std::min(i, last), needle_[std::min(i, last)]);
+            return equalMask(at + std::min(i, last), needle_[std::min(i, last)]);
         };
         // Where these four stand the others mostly do: the loop is well predicted.
         std::uint64_t starts = probe(0) & probe(1) & probe(2) & probe(last);
@@ -206,87 +202,81 @@ class PoolSearch {
     }
 
     /// The same near the end of the pool.
-    std::uint64_t lastMatchesAt(std::size_t block) const {
+    HWY_NOINLINE std::uint64_t lastMatchesAt(std::size_t at) const {
         std::uint64_t starts = 0;
-        for (std::size_t i = 0; i < 64 && block + i + needle_.size() <= pool_.size(); ++i)
-            starts |= std::uint64_t{pool_.substr(block + i, needle_.size()) == needle_} << i;
+        for (std::size_t i = 0; i < 64 && at + i + needle_.size() <= pool_.size(); ++i)
+            starts |= std::uint64_t{pool_.substr(at + i, needle_.size()) == needle_} << i;
         return starts;
     }
 
-    HWY_INLINE std::uint64_t nuls(std::size_t block) const {
-        if (block + 64 <= pool_.size())
-            return equalMask(block, '\0');
+    HWY_INLINE std::uint64_t nuls(std::size_t at) const {
+        if (HWY_LIKELY(at + 64 <= pool_.size()))
+            return equalMask(at, '\0');
         std::uint64_t mask = 0;
-        for (std::size_t i = block; i < pool_.size(); ++i)
-            mask |= std::uint64_t{pool_[i] == '\0'} << (i - block);
+        for (std::size_t i = at; i < pool_.size(); ++i)
+            mask |= std::uint64_t{pool_[i] == '\0'} << (i - at);
         return mask;
     }
 
-    HWY_INLINE void visit(std::size_t block, std::uint64_t matches, TextBits& texts) {
-        if (texts.empty())
-            texts.resize(pool_.size() / 32 + 3); // whole blocks, and one more bit
-        if (block != walked_)
-            walkTo(block);
-        const std::uint64_t ends = nuls(block);
+    HWY_INLINE void visitAll(std::size_t begin,
+                             std::size_t end,
+                             const std::uint64_t* matches,
+                             std::uint32_t* texts) {
+        std::uint64_t above = 0; // what the block above has found, but for its first place
+        for (std::size_t block = end; block-- > begin;) {
+            const std::uint64_t before = visit(block, matches[block - begin]);
+            addBits(texts, block + 1, above | before >> 63);
+            above = before << 1;
+        }
+        addBits(texts, begin, above);
+    }
+
+    HWY_INLINE void visitSome(std::size_t begin,
+                              std::size_t end,
+                              const std::uint64_t* matches,
+                              std::uint32_t* texts) {
+        for (std::size_t block = end; block-- > begin;) {
+            const std::uint64_t here = matches[block - begin];
+            if ((here | runsOn_ | behind_) == 0)
+                continue;
+            const std::uint64_t before = visit(block, here);
+            addBits(texts, block, before << 1);
+            addBits(texts, block + 1, before >> 63);
+        }
+    }
+
+    /// Tells behind which NULs of a block stands a text whose folded copy matches. Goes downwards;
+    /// blocks may be left out where there is no match and nothing is known from above.
+    HWY_INLINE std::uint64_t visit(std::size_t block, std::uint64_t matches) {
+        const std::uint64_t ends = nuls(block * 64);
+        if (HWY_UNLIKELY(ends == 0)) {
+            runsOn_ |= std::uint64_t{matches != 0};
+            return 0;
+        }
         const std::uint64_t sum = ~ends + matches;
-        const std::uint64_t carried = sum + carry_;
-        carry_ = std::uint64_t{sum < matches} | std::uint64_t{carried < carry_};
-
-        const std::uint64_t matched = gatherBits(carried, ends); // bit k: the k-th string to end
-        mark(previous_, matched & 1, texts);
-        mark(current_, matched >> 1 & 1, texts);
-        const std::uint64_t before = scatterBits(matched >> 2, ends);
-        std::uint32_t* const words = texts.data() + block / 32;
-        words[0] |= static_cast<std::uint32_t>(before << 1);
-        words[1] |= static_cast<std::uint32_t>(before >> 31);
-        words[2] |= static_cast<std::uint32_t>(before >> 63);
-        pass(block, ends);
-        walked_ = block + 64;
+        const std::uint64_t crossing = std::uint64_t{sum < matches} | runsOn_;
+        const std::size_t last = countOf(ends) - 1;
+        const std::uint64_t ended = gatherBits(sum, ends); // bit k: that ends at the k-th NUL
+        const std::uint64_t begun = ended >> 1 | crossing << last; // that begins behind it
+        const std::uint64_t followed = begun >> 1 | behind_ << last;
+        runsOn_ = ended & 1;
+        behind_ = begun & 1;
+        return scatterBits(followed, ends);
     }
 
-    /// Learns which string runs at `to`, the begin of a block, and which one stands before it.
-    HWY_INLINE void walkTo(std::size_t to) {
-        // Most often the block before holds the ends of two strings.
-        if (const std::uint64_t ends = nuls(to - 64); HWY_LIKELY(countOf(ends) >= 2))
-            pass(to - 64, ends);
-        else
-            walkFar(to);
-    }
-
-    HWY_NOINLINE void walkFar(std::size_t to) {
-        const std::string_view skipped = pool_.substr(walked_, to - walked_);
-        const std::size_t last = skipped.rfind('\0');
-        if (last == std::string_view::npos)
-            return;
-        const std::size_t before = skipped.substr(0, last).rfind('\0');
-        previous_ = before == std::string_view::npos ? current_ : walked_ + before + 1;
-        current_ = walked_ + last + 1;
-    }
-
-    /// Goes on behind the block in which these strings end.
-    HWY_INLINE void pass(std::size_t block, std::uint64_t ends) {
-        if (HWY_UNLIKELY(ends == 0))
-            return;
-        const std::uint64_t last = std::bit_floor(ends);
-        const std::uint64_t others = ends ^ last;
-        previous_ =
-            others == 0 ? current_ : block + static_cast<std::size_t>(std::bit_width(others));
-        current_ = block + static_cast<std::size_t>(std::bit_width(last));
-    }
-
-    /// `matched`: 0 or 1.
-    static HWY_INLINE void mark(std::size_t text, std::uint64_t matched, TextBits& texts) {
-        if (!texts.empty())
-            texts[text / 32] |= static_cast<std::uint32_t>(matched) << (text % 32);
+    /// Sets bits of the 64 that belong to a block.
+    static HWY_INLINE void addBits(std::uint32_t* texts, std::size_t block, std::uint64_t bits) {
+        std::uint64_t word;
+        std::memcpy(&word, texts + block * 2, sizeof word);
+        word |= bits;
+        std::memcpy(texts + block * 2, &word, sizeof word);
     }
 
     std::string_view pool_;
     const std::uint8_t* bytes_;
     std::string_view needle_;
-    std::uint64_t carry_ = 0;  ///< 1: the string that runs on holds a match
-    std::size_t walked_ = 0;   ///< previous_ and current_ are right at this offset
-    std::size_t previous_ = 0; ///< where the string before the current one begins
-    std::size_t current_ = 0;
+    std::uint64_t runsOn_ = 0; ///< 1: the string that runs into the blocks above matches there
+    std::uint64_t behind_ = 0; ///< 1: the first string that begins in the blocks above matches
 };
 
 void FindTexts(std::string_view pool, std::string_view needle, TextBits& texts) {
@@ -350,18 +340,11 @@ TextBits findTexts(std::string_view pool, std::string_view needle) {
     return texts;
 }
 
-void setEntries(std::span<const std::uint64_t> rows,
-                const EntryWords& words,
-                std::size_t entries,
-                std::span<std::uint64_t> bits) {
-    const auto end = std::ranges::upper_bound(words.place, entries / 64);
-    // In the word in which the entries end, rows may lie that are not wanted.
-    std::uint64_t& last = bits[entries / 64];
-    const std::uint64_t before = last;
-    HWY_DYNAMIC_DISPATCH(SetEntries)
-    (rows.data(), words.place.data(), words.bits.data(),
-     static_cast<std::size_t>(end - words.place.begin()), bits.data());
-    last = before | (last & lowBits(entries % 64));
+void setEntries(const std::uint64_t* rows,
+                std::span<const std::uint32_t> place,
+                std::span<const std::uint64_t> words,
+                std::uint64_t* bits) {
+    HWY_DYNAMIC_DISPATCH(SetEntries)(rows, place.data(), words.data(), words.size(), bits);
 }
 
 } // namespace audioKernels

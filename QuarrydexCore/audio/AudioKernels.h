@@ -15,15 +15,7 @@
 
 namespace quarrydex {
 
-struct EntryWords;
-
 namespace audioKernels {
-
-/// Words that the bits of so many rows need: one is left over, so that 64 bits may be taken from
-/// any row on.
-constexpr std::size_t rowWords(std::size_t rows) {
-    return rows / 64 + 2;
-}
 
 /// Sets `out` to the rows with lo ≤ value ≤ hi. Writes column.size() / 64 words, rounded up.
 void testRange(std::span<const std::uint8_t> column,
@@ -57,11 +49,13 @@ void testTexts(std::span<const std::uint32_t> offsets, const TextBits& texts, st
 /// bit 0. REQUIRES: the needle is not empty.
 [[nodiscard]] TextBits findTexts(std::string_view pool, std::string_view needle);
 
-/// Sets the bits of the rows' entries, those below `entries`, and leaves the others.
-void setEntries(std::span<const std::uint64_t> rows,
-                const EntryWords& words,
-                std::size_t entries,
-                std::span<std::uint64_t> bits);
+/// ORs the bits of rows to the places of their entries: as many bits of `rows`, from its first one
+/// on, as words[i] has set go to the places that are set there, in bits[place[i]]. As many words as
+/// places. REQUIRES: the word of `rows` behind its last bit may be read.
+void setEntries(const std::uint64_t* rows,
+                std::span<const std::uint32_t> place,
+                std::span<const std::uint64_t> words,
+                std::uint64_t* bits);
 
 } // namespace audioKernels
 

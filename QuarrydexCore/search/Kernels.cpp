@@ -13,6 +13,8 @@
 
 #include <hwy/cache_control.h>
 #include <hwy/highway.h>
+// Must come after highway.h.
+#include "QuarrydexCore/base/MoveBits-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 
@@ -37,18 +39,6 @@ HWY_INLINE std::uint64_t equalMask(const std::uint8_t* p, std::uint8_t byte) {
     for (std::size_t i = 0; i < 64; i += hn::Lanes(d))
         bits |= bitsOf(d, hn::Eq(hn::LoadU(d, p + i), wanted)) << i;
     return bits;
-}
-
-/// The bits of `bits` at the places where `places` is set, moved together.
-HWY_INLINE std::uint64_t gatherBits(std::uint64_t bits, std::uint64_t places) {
-#if HWY_ARCH_X86_64 && HWY_TARGET <= HWY_AVX2
-    return _pext_u64(bits, places);
-#else
-    std::uint64_t out = 0;
-    for (unsigned k = 0; places != 0; places &= places - 1, ++k)
-        out |= std::uint64_t{(bits & places & (~places + 1)) != 0} << k;
-    return out;
-#endif
 }
 
 /// Tells at which of 64 places a needle begins.

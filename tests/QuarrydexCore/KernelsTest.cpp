@@ -2,11 +2,12 @@
 
 #include "QuarrydexCore/base/Bits.h"
 
+#include "tests/support/EveryTarget.h"
+
 #include <random>
 #include <string>
 
 #include <gtest/gtest.h>
-#include <hwy/targets.h>
 
 namespace quarrydex {
 
@@ -66,35 +67,9 @@ void expectAllWaysAgree(const Heap& heap, const std::string& text) {
         EXPECT_EQ(listed[w], asked[w] & expected[w]) << "listed";
 }
 
-/// Runs every claim once for each instruction set that the kernels are compiled for and this
-/// processor has, not only for the best of them.
-class KernelsTest : public ::testing::TestWithParam<std::int64_t> {
-  protected:
-    void SetUp() override { useOnly(GetParam()); }
+class KernelsTest : public testing::EveryTarget {};
 
-    void TearDown() override { useOnly(0); }
-
-  private:
-    /// 0 gives the choice back.
-    static void useOnly(std::int64_t targets) {
-        hwy::SetSupportedTargetsForTest(targets);
-        hwy::GetChosenTarget().Update(hwy::SupportedTargets());
-    }
-};
-
-std::vector<std::int64_t> targetsHere() {
-    std::vector<std::int64_t> targets;
-    for (std::int64_t left = hwy::SupportedTargets() & HWY_TARGETS; left != 0; left &= left - 1)
-        targets.push_back(left & -left);
-    return targets;
-}
-
-INSTANTIATE_TEST_SUITE_P(EveryTarget,
-                         KernelsTest,
-                         ::testing::ValuesIn(targetsHere()),
-                         [](const auto& target) -> std::string {
-                             return hwy::TargetName(target.param);
-                         });
+INSTANTIATE_TEST_SUITE_P(Targets, KernelsTest, testing::targetsHere(), testing::targetName);
 
 TEST_P(KernelsTest, EveryWayOfMatchingFindsWhatFindDoes) {
     std::mt19937 random(7);

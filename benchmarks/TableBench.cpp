@@ -71,6 +71,10 @@ void addLongest(Report& report, const std::string& step, const Times& times) {
 }
 
 void addRows(Report& report, const std::string& step, const Times& times, double limit = frameMs) {
+    if (times.wall.empty()) {
+        report.skip(step, "too few entries");
+        return;
+    }
     report.row({.step = step + ", p50", .ours = quantile(times.wall, 0.5)});
     report.row({.step = step + ", p99",
                 .ours = quantile(times.wall, 0.99),

@@ -228,7 +228,7 @@ class ResultsTable : public QAbstractItemView {
 
     const Services services_;
     CellValues values_;
-    IconCache icons_;
+    PaintCache paintCache_;
     ResultsModel* model_;                  ///< a child
     TableHeader* header_;                  ///< a child
     std::vector<std::string> foldedTerms_; ///< of the shown results

@@ -177,7 +177,7 @@ void ResultsTable::dataChanged(const QModelIndex&, const QModelIndex&, const QLi
 void ResultsTable::paintEvent(QPaintEvent* event) {
     QPainter painter(viewport());
     painter.setFont(font());
-    RowPainter rows(painter, *viewport(), values_, icons_, foldedTerms_);
+    RowPainter rows(painter, *viewport(), values_, paintCache_, foldedTerms_);
     const std::vector<RowPainter::Cell> all = cells();
     const QRect dirty = event->rect();
     const auto current = currentRow();
@@ -196,7 +196,7 @@ void ResultsTable::paintEvent(QPaintEvent* event) {
 void ResultsTable::changeEvent(QEvent* event) {
     QAbstractItemView::changeEvent(event);
     if (event->type() == QEvent::PaletteChange || event->type() == QEvent::StyleChange)
-        icons_.clear();
+        paintCache_.clear();
     if (event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange) {
         const std::size_t top = topRow();
         measureRows();

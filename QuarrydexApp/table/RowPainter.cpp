@@ -41,7 +41,7 @@ void drawMarked(QPainter& painter,
 
 } // namespace
 
-const QPixmap& IconCache::icon(std::string_view symbol, const QColor& colour, qreal scale) {
+const QPixmap& PaintCache::icon(std::string_view symbol, const QColor& colour, qreal scale) {
     const std::tuple key(std::string(symbol), colour.rgba(), scale);
     if (const auto found = icons_.find(key); found != icons_.end())
         return found->second;
@@ -53,10 +53,12 @@ const QPixmap& IconCache::icon(std::string_view symbol, const QColor& colour, qr
 RowPainter::RowPainter(QPainter& painter,
                        const QWidget& view,
                        CellValues& values,
-                       IconCache& icons,
+                       PaintCache& cache,
                        std::span<const std::string> foldedTerms)
     : painter_(painter), view_(view), palette_(view.palette()), font_(view.fontMetrics()),
-      tints_(tints()), values_(values), icons_(icons), foldedTerms_(foldedTerms) {}
+      tints_(tints()), values_(values), cache_(cache), foldedTerms_(foldedTerms) {
+    cache_.letters().use(view.font(), QFontMetricsF(view.font(), &view));
+}
 
 RowPainter::Colours RowPainter::coloursOf(const ShownRow& row, bool isGone, State state) const {
     const auto group = state.isActive ? QPalette::Active : QPalette::Inactive;
@@ -107,7 +109,7 @@ void RowPainter::paintName(const ShownRow& row,
                            const Colours& colours,
                            State state) {
     const QPixmap& icon =
-        icons_.icon(symbolOf(CellValues::kind(row)), colours.icon, view_.devicePixelRatioF());
+        cache_.icon(symbolOf(CellValues::kind(row)), colours.icon, view_.devicePixelRatioF());
     if (cell.width() > margin + iconSize)
         painter_.drawPixmap(cell.left() + margin, cell.top() + (cell.height() - iconSize) / 2,
                             icon);
@@ -117,8 +119,7 @@ void RowPainter::paintName(const ShownRow& row,
     painter_.setPen(colours.name);
     const QString name = values_.text(row, Column::name);
     if (foldedTerms_.empty())
-        painter_.drawText(box, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
-                          font_.elidedText(name, Qt::ElideMiddle, box.width()));
+        paintLine(box, name, Qt::ElideMiddle);
     else
         paintMarked(box, name, row, state);
 }
@@ -127,7 +128,8 @@ void RowPainter::paintMarked(const QRect& box,
                              const QString& name,
                              const ShownRow& row,
                              State state) {
-    const QString elided = font_.elidedText(name, Qt::ElideMiddle, box.width());
+    const auto line = cache_.letters().fitted(name, Qt::ElideMiddle, box.width());
+    const QString elided = line ? line->text : font_.elidedText(name, Qt::ElideMiddle, box.width());
     const auto parts = partsOfElided(name, elided, matchedParts(values_.name(row), foldedTerms_));
     QTextCharFormat mark;
     if (state.isSelected)
@@ -141,11 +143,23 @@ void RowPainter::paintText(const QRect& cell, Column column, const QString& text
     const QRect box = cell.adjusted(margin, 0, -margin, 0);
     if (text.isEmpty() || box.width() <= 0)
         return;
-    const QString fitted = column == Column::path
-                               ? CellText::headTruncate(text, box.width(), font_)
-                               : font_.elidedText(text, Qt::ElideRight, box.width());
-    const Qt::Alignment side = ColumnDef::of(column).isNumeric ? Qt::AlignRight : Qt::AlignLeft;
-    painter_.drawText(box, static_cast<int>(side) | Qt::AlignVCenter | Qt::TextSingleLine, fitted);
+    paintLine(box, text, column == Column::path ? Qt::ElideLeft : Qt::ElideRight,
+              ColumnDef::of(column).isNumeric ? Qt::AlignRight : Qt::AlignLeft);
+}
+
+void RowPainter::paintLine(const QRect& box,
+                           const QString& text,
+                           Qt::TextElideMode mode,
+                           Qt::Alignment side) {
+    if (const auto line = cache_.letters().fitted(text, mode, box.width())) {
+        const qreal free = side == Qt::AlignRight ? box.width() - line->width : 0;
+        const int top = box.top() + (box.height() - font_.height()) / 2;
+        painter_.drawText(QPointF(box.left() + free, top + font_.ascent()), line->text);
+        return;
+    }
+    painter_.drawText(box, static_cast<int>(side) | Qt::AlignVCenter | Qt::TextSingleLine,
+                      mode == Qt::ElideLeft ? CellText::headTruncate(text, box.width(), font_)
+                                            : font_.elidedText(text, mode, box.width()));
 }
 
 } // namespace quarrydex

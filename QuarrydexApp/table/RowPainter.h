@@ -5,6 +5,7 @@
 #pragma once
 
 #include "QuarrydexApp/look/Appearance.h"
+#include "QuarrydexApp/look/AsciiWidths.h"
 #include "QuarrydexApp/table/CellValues.h"
 #include "QuarrydexApp/table/Columns.h"
 
@@ -20,17 +21,21 @@
 
 namespace quarrydex {
 
-/// The signs in the colours that rows need; emptied when the palette changes.
-class IconCache {
+/// What one frame leaves for the next: the signs in the colours that rows need, and the widths of
+/// letters. To be cleared when the palette, the style or the screen changes.
+class PaintCache {
   public:
     const QPixmap& icon(std::string_view symbol, const QColor& colour, qreal scale);
 
-    void clear() { icons_.clear(); }
+    AsciiWidths& letters() { return letters_; }
+
+    void clear() { *this = {}; }
 
   private:
     static constexpr std::size_t capacity = 256;
 
     std::map<std::tuple<std::string, QRgb, qreal>, QPixmap> icons_;
+    AsciiWidths letters_;
 };
 
 class RowPainter {
@@ -58,7 +63,7 @@ class RowPainter {
     RowPainter(QPainter& painter,
                const QWidget& view,
                CellValues& values,
-               IconCache& icons,
+               PaintCache& cache,
                std::span<const std::string> foldedTerms);
 
     void paint(const ShownRow& row, const QRect& rect, std::span<const Cell> cells, State state);
@@ -74,6 +79,10 @@ class RowPainter {
     void paintName(const ShownRow& row, const QRect& cell, const Colours& colours, State state);
     void paintMarked(const QRect& box, const QString& name, const ShownRow& row, State state);
     void paintText(const QRect& cell, Column column, const QString& text);
+    void paintLine(const QRect& box,
+                   const QString& text,
+                   Qt::TextElideMode mode,
+                   Qt::Alignment side = Qt::AlignLeft);
 
     QPainter& painter_;
     const QWidget& view_;
@@ -81,7 +90,7 @@ class RowPainter {
     const QFontMetrics font_;
     const Tints tints_;
     CellValues& values_;
-    IconCache& icons_;
+    PaintCache& cache_;
     std::span<const std::string> foldedTerms_;
 };
 

@@ -35,38 +35,6 @@ DupVolumes searchable(const Model& model) {
     return volumes;
 }
 
-/// How far the catalogues and their tags are, on the terminal, before the finder can begin.
-/// Gone when all is there.
-class PreparationTeller {
-  public:
-    /// The model outlives this.
-    explicit PreparationTeller(const Model& model) : model_(model) {
-        QObject::connect(&model, &Model::volumesChanged, &context_, [this] { tell(); });
-    }
-
-  private:
-    void tell() {
-        std::size_t entries = 0;
-        std::size_t done = 0;
-        std::size_t total = 0;
-        for (const auto& volume : model_.volumes()) {
-            entries += volume->count;
-            done += volume->audioDone;
-            total += volume->audioTotal;
-        }
-        if (model_.anyUpdating())
-            line_.show(trn("{count} entry so far", "{count} entries so far", entries));
-        else if (model_.anyAnalysing())
-            line_.show(tr("Reading tags: {done} of {total}", {{"done", done}, {"total", total}}));
-        else
-            line_.clear(); // for messages that follow
-    }
-
-    const Model& model_;
-    ProgressLine line_;
-    QObject context_; ///< last: ends the connection
-};
-
 /// What a run has to tell, on the terminal while it works.
 class Teller {
   public:
@@ -87,13 +55,6 @@ class Teller {
     ProgressLine line_;
     bool lacksFpcalc_ = false;
 };
-
-/// Waits until all entries and tags are there.
-void prepare(Session& session) {
-    const PreparationTeller teller(session.model());
-    session.scan();
-    session.analyseAudio();
-}
 
 /// Runs the finder beside the event loop, which a signal reaches.
 std::vector<DupGroup> findDuplicates(DuplicateFinder& finder) {
@@ -145,7 +106,8 @@ void tellLeftOut(const LeftOut& left) {
 
 ExitStatus runDuplicates(const Options& options) {
     Session session(options, {.analysesAudio = true});
-    prepare(session);
+    session.scan();
+    session.analyseAudio();
     DuplicateFinder finder(searchable(session.model()), options.finder);
     const std::vector<DupGroup> groups = findDuplicates(finder);
 

@@ -2,6 +2,7 @@
 
 #include "QuarrydexApp/headless/Json.h"
 #include "QuarrydexApp/headless/Output.h"
+#include "QuarrydexApp/headless/ProgressLine.h"
 #include "QuarrydexApp/headless/RowPaths.h"
 #include "QuarrydexApp/headless/Terminal.h"
 #include "QuarrydexAudio/index/AudioIndexer.h"
@@ -62,6 +63,7 @@ void appendEntry(std::string& out, const ResultSet& results, Row row, std::strin
 
 /// Reads the tags of those rows that have none yet.
 void analyseHits(const ResultSet& results) {
+    ProgressLine line;
     std::vector<std::vector<EntryId>> hits(results.vols.size());
     for (const Row row : results.rows)
         hits[rowVolume(row)].push_back(rowEntry(row));
@@ -70,6 +72,10 @@ void analyseHits(const ResultSet& results) {
             continue;
         AudioIndexer indexer(results.indexes[v], processorCount());
         indexer.yields = false;
+        indexer.onProgress = [&line](const AudioIndexer::Progress& progress) {
+            line.show(tr("Reading tags: {done} of {total}",
+                         {{"done", progress.done}, {"total", progress.total}}));
+        };
         indexer.beginAt(systemPlatform().clock.now());
         indexer.run(indexer.pending(hits[v]));
     }

@@ -1,6 +1,7 @@
 #include "QuarrydexApp/headless/Session.h"
 
 #include "QuarrydexApp/headless/Terminal.h"
+#include "QuarrydexApp/headless/WaitTeller.h"
 #include "QuarrydexApp/prefs/Prefs.h"
 #include "QuarrydexCore/base/Calendar.h"
 #include "QuarrydexCore/query/QueryError.h"
@@ -34,8 +35,11 @@ Session::Session(const Options& options, Settings settings)
               .prefs = &Prefs::shared()}) {}
 
 void Session::scan() {
-    model_.startScans();
-    waitUntil([this] { return !model_.anyUpdating(); });
+    {
+        const WaitTeller teller(model_);
+        model_.startScans();
+        waitUntil([this] { return !model_.anyUpdating(); });
+    }
     reportFailures();
 }
 
@@ -51,6 +55,7 @@ bool Session::hasFailures() const {
 }
 
 void Session::analyseAudio() {
+    const WaitTeller teller(model_);
     model_.analyseAudio();
     waitUntil([this] { return !model_.anyAnalysing(); });
 }

@@ -1,7 +1,8 @@
 /// What the modes without a window share: a model over the given folders, and ways to wait for it.
 ///
-/// Waiting runs the event loop, so the model goes on working; nothing polls.
-/// Threads: the main thread, with a QCoreApplication.
+/// Waiting runs the event loop, so the model goes on working; nothing polls. Waits for catalogues
+/// and tags say on the terminal how far they are. Threads: the main thread, with a
+/// QCoreApplication.
 #pragma once
 
 #include "QuarrydexApp/headless/CommandLine.h"

@@ -4,6 +4,7 @@
 #include "QuarrydexCore/audio/AudioTable.h"
 #include "QuarrydexCore/base/Bits.h"
 #include "QuarrydexCore/base/ParallelFor.h"
+#include "QuarrydexCore/platform/ThreadPriority.h"
 #include "QuarrydexCore/search/Searcher.h"
 
 #include "benchmarks/support/AudioFiles.h"
@@ -206,6 +207,7 @@ class EndlessIndexing {
         const std::string roots[] = {folder};
         index_->scan(roots, 1);
         thread_ = std::thread([this] {
+            yieldToOthers(); // as the thread of AudioPasses does
             while (!isOver_) {
                 AudioIndexer indexer(index_, std::clamp(processorCount(), 2U, 4U));
                 AudioIndexer::Pending all = indexer.pending();

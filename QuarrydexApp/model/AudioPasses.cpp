@@ -1,6 +1,7 @@
 #include "QuarrydexApp/model/AudioPasses.h"
 
 #include "QuarrydexCore/base/ParallelFor.h"
+#include "QuarrydexCore/platform/ThreadPriority.h"
 
 #include <algorithm>
 #include <utility>
@@ -59,8 +60,11 @@ void AudioPasses::start(const std::shared_ptr<VolumeState>& volume) {
     queue_.post([this, weak, indexer] { run(weak, *indexer); });
 }
 
-/// On the queue.
+/// On the queue, whose thread does nothing else. Looking for work and storing rows would hold up a
+/// search no less than reading does.
 void AudioPasses::run(const std::weak_ptr<VolumeState>& volume, AudioIndexer& indexer) const {
+    if (options_.yields)
+        yieldToOthers();
     const std::uint64_t begin = clock_.monotonicNs();
     const AudioIndexer::Pending work = indexer.pending();
     const std::uint64_t lookedNs = clock_.monotonicNs() - begin;

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Holds what is installed beside the program to the program itself.
+"""Holds what is installed beside the program, and what the documents show, to the program itself.
 
 usage: packaging_test.py PROGRAM
 """
@@ -10,6 +10,9 @@ import subprocess
 import sys
 import tempfile
 import unittest
+
+sys.dont_write_bytecode = True  # a test leaves nothing in the checkout
+import readme_test  # noqa: E402
 
 SOURCE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 PACKAGING = os.path.join(SOURCE, "packaging")
@@ -191,6 +194,11 @@ class Desktop(unittest.TestCase):
         self.assertRegex(newest, rf"^\({re.escape(version)}-\d+\)$")
         release = re.search(r'<release version="(.*?)"', read("packaging", f"{ID}.metainfo.xml"))
         self.assertEqual(release.group(1), version)
+
+
+def load_tests(loader, tests, _):
+    tests.addTests(loader.loadTestsFromModule(readme_test))
+    return tests
 
 
 if __name__ == "__main__":

@@ -28,6 +28,11 @@ namespace quarrydex {
 /// A whole number in the grouping of the language in effect.
 [[nodiscard]] QString grouped(std::uint64_t number);
 
+/// The same, to be put into a text of the program.
+[[nodiscard]] inline std::string groupedText(std::uint64_t number) {
+    return grouped(number).toStdString();
+}
+
 /// "1.4 MB" in the language in effect: powers of 1,000, up to three digits.
 [[nodiscard]] QString shortSize(std::uint64_t bytes);
 

@@ -23,10 +23,6 @@ std::string displayName(const std::string& root) {
     return root == "/" ? quarrydex::tr("System") : root.substr(root.rfind('/') + 1);
 }
 
-bool changedAnything(const RefreshStats& stats) {
-    return stats.added != 0 || stats.removed != 0 || stats.updated != 0;
-}
-
 /// Seconds between two saves: a large catalogue is saved less often.
 std::int64_t savePeriod(const VolumeIndex& index) {
     return std::max<std::int64_t>(
@@ -267,7 +263,7 @@ void Model::startWatcher(const VolumePtr& volume, std::optional<std::uint64_t> s
     VolumeWatcher::Callbacks callbacks{
         .onApplied =
             [this, weak](const RefreshStats& stats) {
-                if (changedAnything(stats))
+                if (stats.changedAnything())
                     onMain(weak, [this](const VolumePtr& held) { filesChanged(*held); });
             },
         .onCaughtUp =

@@ -113,7 +113,6 @@ class ResultsTable::Coordinator {
     /// Shows the alert when a selected row is not connected.
     [[nodiscard]] bool refuseOffline();
     [[nodiscard]] bool refuseTooMany();
-    void tellFailure(const std::string& message);
     [[nodiscard]] std::function<void(const std::string&)> failureTeller();
     void open(const std::vector<Item>& items);
     [[nodiscard]] Item item(const ShownResults& results, std::size_t row) const;

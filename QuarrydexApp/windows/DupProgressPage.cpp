@@ -1,6 +1,7 @@
 #include "QuarrydexApp/windows/DupProgressPage.h"
 
 #include "QuarrydexApp/look/Text.h"
+#include "QuarrydexApp/windows/PageParts.h"
 #include "QuarrydexCore/text/tr.h"
 
 #include <QLabel>
@@ -14,23 +15,11 @@ namespace {
 /// The bar counts in these: stages may have more items than it can take.
 constexpr int barSteps = 1000;
 
-QLabel* centred(QWidget* parent) {
-    auto* label = new QLabel(parent);
-    label->setAlignment(Qt::AlignCenter);
-    label->setTextFormat(Qt::PlainText);
-    label->setWordWrap(true);
-    return label;
-}
-
-std::string number(std::size_t value) {
-    return grouped(value).toStdString();
-}
-
 QString countsText(const DupModel::Progress& progress) {
     if (progress.total == 0)
         return {};
-    const std::string items = tr(
-        "{done} of {total}", {{"done", number(progress.done)}, {"total", number(progress.total)}});
+    const std::string items = tr("{done} of {total}", {{"done", groupedText(progress.done)},
+                                                       {"total", groupedText(progress.total)}});
     if (progress.groups == 0)
         return qt(items);
     return qt(items + " · " +
@@ -40,7 +29,8 @@ QString countsText(const DupModel::Progress& progress) {
 } // namespace
 
 DupProgressPage::DupProgressPage(QWidget* parent)
-    : QWidget(parent), stage_(centred(this)), bar_(new QProgressBar(this)), counts_(centred(this)) {
+    : QWidget(parent), stage_(newCentredLabel(this)), bar_(new QProgressBar(this)),
+      counts_(newCentredLabel(this)) {
     const int unit = fontMetrics().height();
     QFont large = font();
     large.setPointSizeF(large.pointSizeF() * 1.2);

@@ -16,7 +16,7 @@ namespace {
 
 using Column = DupTreeModel::Column;
 
-/// Widths in average characters.
+/// Widths in average characters, where the title needs no more.
 constexpr std::array<int, DupTreeModel::columns> columnWidths = {36, 20, 22, 9, 22, 10, 32, 14};
 
 class MemberDelegate : public QStyledItemDelegate {
@@ -62,8 +62,10 @@ DupTree::DupTree(DupTreeModel& model, QWidget* parent) : QTreeView(parent), grou
 }
 
 void DupTree::setColumnWidths() {
-    for (std::size_t i = 0; i < columnWidths.size(); ++i)
-        setColumnWidth(static_cast<int>(i), columnWidths[i] * fontMetrics().averageCharWidth());
+    for (int i = 0; i < static_cast<int>(columnWidths.size()); ++i)
+        setColumnWidth(i, std::max(columnWidths[static_cast<std::size_t>(i)] *
+                                       fontMetrics().averageCharWidth(),
+                                   header()->sectionSizeHint(i))); // its title
 }
 
 std::optional<DupTree::Place> DupTree::currentPlace() const {

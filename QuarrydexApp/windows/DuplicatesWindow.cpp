@@ -308,8 +308,8 @@ void DuplicatesWindow::refreshSummary() {
         if (dupes_.state() == State::cancelled)
             text = quarrydex::tr("Cancelled — partial result.") + " ";
         text += trn("{count} group", "{count} groups", dupes_.groups().size()) +
-                quarrydex::tr(" · surplus files: ") +
-                grouped(dupes_.surplus().files).toStdString() + quarrydex::tr(" · surplus size: ") +
+                quarrydex::tr(" · surplus files: ") + groupedText(dupes_.surplus().files) +
+                quarrydex::tr(" · surplus size: ") +
                 shortSize(dupes_.surplus().bytes).toStdString();
     }
     summary_->setText(qt(text));

@@ -2,6 +2,7 @@
 
 #include "QuarrydexApp/look/Appearance.h"
 #include "QuarrydexApp/look/Symbols.h"
+#include "QuarrydexApp/windows/PageParts.h"
 
 #include <QEvent>
 #include <QLabel>
@@ -13,21 +14,10 @@
 
 namespace quarrydex {
 
-namespace {
-
-QLabel* centred(QWidget* parent) {
-    auto* label = new QLabel(parent);
-    label->setAlignment(Qt::AlignCenter);
-    label->setTextFormat(Qt::PlainText);
-    label->setWordWrap(true);
-    return label;
-}
-
-} // namespace
-
 EmptyState::EmptyState(QWidget* parent)
-    : QWidget(parent), symbol_(centred(this)), title_(centred(this)), text_(centred(this)),
-      choicesTitle_(centred(this)), choices_(new QVBoxLayout) {
+    : QWidget(parent), symbol_(newCentredLabel(this)), title_(newCentredLabel(this)),
+      text_(newCentredLabel(this)), choicesTitle_(newCentredLabel(this)),
+      choices_(new QVBoxLayout) {
     const int unit = fontMetrics().height();
     QFont large = font();
     large.setPointSizeF(large.pointSizeF() * 1.4);

@@ -23,6 +23,14 @@ QLabel* newLabel(QWidget* parent, qreal scale) {
 
 } // namespace
 
+QLabel* newCentredLabel(QWidget* parent) {
+    auto* label = new QLabel(parent);
+    label->setAlignment(Qt::AlignCenter);
+    label->setTextFormat(Qt::PlainText);
+    label->setWordWrap(true);
+    return label;
+}
+
 QLabel* newHeading(QWidget* parent) {
     return newLabel(parent, 1.4);
 }

@@ -12,6 +12,9 @@ class QWidget;
 
 namespace quarrydex {
 
+/// A label in the middle of its page, for plain text of several lines.
+[[nodiscard]] QLabel* newCentredLabel(QWidget* parent);
+
 /// A label in larger, bold letters.
 [[nodiscard]] QLabel* newHeading(QWidget* parent);
 

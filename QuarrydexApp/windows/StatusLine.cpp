@@ -24,10 +24,6 @@ QLabel* plainLabel(QWidget* parent) {
     return label;
 }
 
-std::string number(std::uint64_t value) {
-    return grouped(value).toStdString();
-}
-
 } // namespace
 
 StatusLine::StatusLine(const Model& model, QWidget* parent)
@@ -55,7 +51,7 @@ void StatusLine::refresh(const ResultsTable::Selection& selection) {
     found_->setText(found());
     QString selected;
     if (selection.rows > 1 || (selection.rows == 1 && selection.bytes > 0)) {
-        const std::string count = number(selection.rows);
+        const std::string count = groupedText(selection.rows);
         selected =
             qt(selection.bytes > 0
                    ? quarrydex::trn(
@@ -97,10 +93,11 @@ QString StatusLine::indexed() const {
             tagsTotal += volume->audioTotal;
         }
     }
-    std::string text = number(count) + quarrydex::tr(" entries indexed") + states;
+    std::string text = groupedText(count) + quarrydex::tr(" entries indexed") + states;
     if (tagsTotal > 0)
-        text += " · " + quarrydex::tr("reading tags: {done} of {total}",
-                                      {{"done", number(tagsDone)}, {"total", number(tagsTotal)}});
+        text += " · " +
+                quarrydex::tr("reading tags: {done} of {total}",
+                              {{"done", groupedText(tagsDone)}, {"total", groupedText(tagsTotal)}});
     return qt(text);
 }
 
@@ -110,7 +107,7 @@ QString StatusLine::found() const {
     if (results.generation == 0 || (results.total == 0 && !isAsked))
         return {};
     std::string text = quarrydex::trn("{number} hit", "{number} hits", results.total,
-                                      {{"number", number(results.total)}});
+                                      {{"number", groupedText(results.total)}});
     if (model_.sorting())
         return qt(text + " · " + quarrydex::tr("putting in order …"));
     const double ms = results.searchMs;

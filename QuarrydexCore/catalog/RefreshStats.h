@@ -12,6 +12,10 @@ struct RefreshStats {
     std::uint64_t updated{}; ///< entries whose size or times changed
     bool fullRescan{};       ///< the catalogue must be rebuilt by a scan
     bool rootMissing{};      ///< the root itself is gone
+
+    [[nodiscard]] bool changedAnything() const {
+        return added != 0 || removed != 0 || updated != 0;
+    }
 };
 
 } // namespace quarrydex

@@ -42,12 +42,9 @@ bool isInWritableFolder(std::string_view path) {
 }
 
 bool endsWithoutCase(std::string_view path, std::string_view lowerEnding) {
-    const auto equal = [](char a, char b) {
-        return (a >= 'A' && a <= 'Z' ? static_cast<char>(a | 0x20) : a) == b;
-    };
     return path.size() >= lowerEnding.size() &&
            std::equal(lowerEnding.rbegin(), lowerEnding.rend(), path.rbegin(),
-                      [&](char ending, char own) { return equal(own, ending); });
+                      [](char ending, char own) { return fidx_lower(own) == ending; });
 }
 
 int writeWhole(const char* path, const void* bytes, std::size_t length, mode_t mode) {

@@ -19,13 +19,9 @@ constexpr std::array caselessNames = {
     "$recycle.bin"sv, "recycled"sv,    "system volume information"sv,
 };
 
-constexpr char lower(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c;
-}
-
 bool equalsCaseless(std::string_view text, std::string_view lowerCase) {
     return std::equal(text.begin(), text.end(), lowerCase.begin(), lowerCase.end(),
-                      [](char a, char b) { return lower(a) == b; });
+                      [](char a, char b) { return fidx_lower(a) == b; });
 }
 
 template <std::size_t n>
@@ -55,7 +51,7 @@ bool fidx_is_junk(std::string_view name, bool isFolder) {
     if (name.empty())
         return false;
     // Nearly every name falls out here, by its first letter.
-    switch (lower(name[0])) {
+    switch (fidx_lower(name[0])) {
     case '.':
         return name.starts_with("._") || isAnyOf(exactNames, name);
     case 'i':

@@ -13,10 +13,6 @@ namespace {
 
 std::atomic<const DirReader*> installedReader = nullptr;
 
-constexpr char lower(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c;
-}
-
 /// True when the name ends in a dot, not its first byte, and one of the extensions in any case.
 bool hasIncludedExt(std::string_view name, const std::vector<std::string>& exts) {
     const std::size_t dot = name.rfind('.');
@@ -25,7 +21,7 @@ bool hasIncludedExt(std::string_view name, const std::vector<std::string>& exts)
     const std::string_view own = name.substr(dot + 1);
     return std::any_of(exts.begin(), exts.end(), [&](std::string_view ext) {
         return std::equal(own.begin(), own.end(), ext.begin(), ext.end(),
-                          [](char a, char b) { return lower(a) == lower(b); });
+                          [](char a, char b) { return fidx_lower(a) == fidx_lower(b); });
     });
 }
 

@@ -19,6 +19,11 @@
 
 namespace quarrydex {
 
+/// ASCII alone.
+constexpr char fidx_lower(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c;
+}
+
 /// Slots of the extension hash table, a power of two.
 inline constexpr std::size_t fidx_ext_hash_slots = 131'072;
 

@@ -35,10 +35,6 @@ void logSubtree(const std::string& path, const ChangeEvent& event) {
     std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
-bool hasChanges(const RefreshStats& stats) {
-    return stats.added != 0 || stats.removed != 0 || stats.updated != 0;
-}
-
 } // namespace
 
 void VolumeWatcher::Gate::post(std::function<void()> task) {
@@ -366,7 +362,7 @@ void VolumeWatcher::deepSlice() {
         needRescan(stats.rootMissing);
         return;
     }
-    if (hasChanges(stats) && callbacks_.onApplied)
+    if (stats.changedAnything() && callbacks_.onApplied)
         callbacks_.onApplied(stats);
     const std::uint64_t spent = clock_.monotonicNs() - start;
     if (!deepPass_->isDone()) {

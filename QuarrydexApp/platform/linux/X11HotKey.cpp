@@ -12,10 +12,6 @@ namespace quarrydex {
 
 namespace {
 
-struct Free {
-    void operator()(void* event) const { std::free(event); }
-};
-
 constexpr int accessError = 10; ///< BadAccess: another client has the grab
 
 constexpr xcb_keysym_t numLock = 0xFF7F;
@@ -116,7 +112,7 @@ HotKey::Outcome X11HotKey::grab() {
     });
     Outcome outcome = Outcome::registered;
     for (const xcb_void_cookie_t cookie : cookies) {
-        const std::unique_ptr<xcb_generic_error_t, Free> error(
+        const std::unique_ptr<xcb_generic_error_t, XcbFree> error(
             xcb_request_check(connection_.get(), cookie));
         if (error && outcome != Outcome::taken)
             outcome = error->error_code == accessError ? Outcome::taken : Outcome::unavailable;
@@ -145,7 +141,7 @@ void X11HotKey::ungrab() {
 void X11HotKey::readEvents() {
     if (!connection_)
         return;
-    while (const std::unique_ptr<xcb_generic_event_t, Free> event{
+    while (const std::unique_ptr<xcb_generic_event_t, XcbFree> event{
         xcb_poll_for_event(connection_.get())})
         takeEvent(*event);
     if (xcb_connection_has_error(connection_.get()) != 0) {

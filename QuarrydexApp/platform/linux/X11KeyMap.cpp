@@ -6,21 +6,13 @@
 
 namespace quarrydex {
 
-namespace {
-
-struct Free {
-    void operator()(void* reply) const { std::free(reply); }
-};
-
-} // namespace
-
 X11KeyMap::X11KeyMap(xcb_connection_t* connection) {
     const xcb_setup_t& setup = *xcb_get_setup(connection);
     const auto count = static_cast<std::uint8_t>(setup.max_keycode - setup.min_keycode + 1);
     const auto mapCookie = xcb_get_keyboard_mapping(connection, setup.min_keycode, count);
     const auto modifierCookie = xcb_get_modifier_mapping(connection);
 
-    const std::unique_ptr<xcb_get_keyboard_mapping_reply_t, Free> map(
+    const std::unique_ptr<xcb_get_keyboard_mapping_reply_t, XcbFree> map(
         xcb_get_keyboard_mapping_reply(connection, mapCookie, nullptr));
     if (map && map->keysyms_per_keycode > 0) {
         first_ = setup.min_keycode;
@@ -28,7 +20,7 @@ X11KeyMap::X11KeyMap(xcb_connection_t* connection) {
         const xcb_keysym_t* keysyms = xcb_get_keyboard_mapping_keysyms(map.get());
         keysyms_.assign(keysyms, keysyms + xcb_get_keyboard_mapping_keysyms_length(map.get()));
     }
-    const std::unique_ptr<xcb_get_modifier_mapping_reply_t, Free> modifiers(
+    const std::unique_ptr<xcb_get_modifier_mapping_reply_t, XcbFree> modifiers(
         xcb_get_modifier_mapping_reply(connection, modifierCookie, nullptr));
     if (modifiers) {
         modifierWidth_ = modifiers->keycodes_per_modifier;

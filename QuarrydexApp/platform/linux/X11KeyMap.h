@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
 #include <initializer_list>
 #include <optional>
 #include <vector>
@@ -11,6 +12,11 @@
 #include <xcb/xcb.h>
 
 namespace quarrydex {
+
+/// For what the server answers and its events.
+struct XcbFree {
+    void operator()(void* answer) const { std::free(answer); }
+};
 
 class X11KeyMap {
   public:

@@ -20,6 +20,7 @@
 
 #include <QApplication>
 #include <QDBusConnection>
+#include <QDBusServiceWatcher>
 #include <QEvent>
 #include <QFile>
 #include <QLocale>
@@ -28,6 +29,7 @@
 #include <QTimer>
 #include <QWindow>
 
+#include <algorithm>
 #include <chrono>
 
 namespace quarrydex {
@@ -69,6 +71,9 @@ void endProgram() {
     QCoreApplication::exit(0);
 }
 
+/// Until a window takes the place of a tray that went, or of a hot key that was not granted.
+constexpr std::chrono::seconds patience{5};
+
 /// Exit status of a start that was to make a picture and could not.
 constexpr int cannotRender = 3;
 
@@ -105,9 +110,13 @@ class FirstRows final : public QObject {
 Delegate::Delegate(const Options& options, SingleInstance* instance)
     : options_(options), prefs_(Prefs::shared()), instance_(instance),
       platform_(systemAppPlatform()), model_(modelOptions(options, prefs_)),
-      nameSearch_(model_, systemPlatform().clock) {}
+      nameSearch_(model_, systemPlatform().clock),
+      // The setting is told of before it takes effect.
+      langListener_(Lang::shared().addListener([this] { retranslate(); })) {}
 
-Delegate::~Delegate() = default;
+Delegate::~Delegate() {
+    Lang::shared().removeListener(langListener_);
+}
 
 void Delegate::launch() {
     applyLook();
@@ -121,7 +130,9 @@ void Delegate::launch() {
         registerHotKey();
         listenToInstance();
         serveDesktopSearch();
-        if (options_.ask != Options::Ask::background || !canBeReached())
+        if (options_.ask == Options::Ask::background)
+            patience_.start(); // the hot key may be granted later
+        else
             showPanel();
         if (options_.ask == Options::Ask::search)
             searchFor(qt(options_.askText));
@@ -156,6 +167,15 @@ void Delegate::makeStatusItem() {
                     togglePanel();
             });
     statusItem_->show();
+    // Whoever hid the windows counts on the tray. One that was started anew takes the item again.
+    auto* watcher = new QDBusServiceWatcher(QStringLiteral("org.kde.StatusNotifierWatcher"),
+                                            QDBusConnection::sessionBus(),
+                                            QDBusServiceWatcher::WatchForUnregistration, this);
+    connect(watcher, &QDBusServiceWatcher::serviceUnregistered, &patience_,
+            qOverload<>(&QTimer::start));
+    patience_.setSingleShot(true);
+    patience_.setInterval(patience);
+    connect(&patience_, &QTimer::timeout, this, &Delegate::showUnlessReached);
 }
 
 void Delegate::listenToInstance() {
@@ -316,12 +336,19 @@ bool Delegate::canBeReached() const {
     return hotKeyWorks_ || (statusItem_ != nullptr && QSystemTrayIcon::isSystemTrayAvailable());
 }
 
+bool Delegate::isAnyWindowVisible() {
+    const auto isVisible = [](const QWidget* window) { return window->isVisible(); };
+    return std::ranges::any_of(QApplication::topLevelWidgets(), isVisible);
+}
+
 void Delegate::refreshPolicy() {
-    for (const QWidget* window : QApplication::topLevelWidgets())
-        if (window->isWindow() && window->isVisible())
-            return;
-    if (!canBeReached())
+    if (!isAnyWindowVisible() && !canBeReached())
         endProgram();
+}
+
+void Delegate::showUnlessReached() {
+    if (!isAnyWindowVisible() && !canBeReached())
+        showPanel();
 }
 
 // --- Settings -----------------------------------------------------------------------------------
@@ -331,8 +358,6 @@ void Delegate::settingChanged(std::string_view key) {
         registerHotKey();
     else if (key == Prefs::Key::appearance)
         applyLook();
-    else if (key == Prefs::Key::language)
-        retranslate();
 }
 
 void Delegate::applyLook() {
@@ -351,8 +376,9 @@ void Delegate::retranslate() {
     mainMenu_ = buildMainMenu(commands());
     panel_->setMainMenu(mainMenu_.get());
     if (statusItem_ != nullptr) {
-        statusMenu_ = buildStatusMenu(commands());
-        statusItem_->setContextMenu(statusMenu_.get());
+        auto menu = buildStatusMenu(commands());
+        statusItem_->setContextMenu(menu.get()); // touches the old one, which is gone only then
+        statusMenu_ = std::move(menu);
     }
     for (QWidget* window : QApplication::topLevelWidgets())
         QCoreApplication::postEvent(window, new QEvent(QEvent::LanguageChange));

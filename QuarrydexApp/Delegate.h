@@ -18,7 +18,9 @@
 #include "QuarrydexCore/base/Subscription.h"
 
 #include <QObject>
+#include <QTimer>
 
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -74,6 +76,8 @@ class Delegate : public QObject {
     void applicationWillTerminate();
     [[nodiscard]] MenuCommands commands();
     [[nodiscard]] bool canBeReached() const;
+    [[nodiscard]] static bool isAnyWindowVisible();
+    void showUnlessReached();
 
     // Screenshot mode
     void snapshotIfRequested();
@@ -98,7 +102,9 @@ class Delegate : public QObject {
     std::unique_ptr<QSystemTrayIcon> statusItem_;
     std::unique_ptr<Termination> sigterm_;
     std::unique_ptr<Subscription> prefsWatch_;
+    const std::size_t langListener_;
     QString hotKeyProblem_;
+    QTimer patience_; ///< with a tray or a hot key that is not there, or not there yet
     bool hotKeyWorks_ = false;
     bool isIndexing_ = false;
 };

@@ -39,6 +39,14 @@ Model::~Model() {
 void Model::setHidden(VolumeState& volume, bool hidden) {
     volume.hidden = hidden;
     runSearch(false);
+    Q_EMIT volumesChanged();
+}
+
+void Model::showAllVolumes() {
+    for (const VolumePtr& volume : volumes_)
+        volume->hidden = false;
+    runSearch(false);
+    Q_EMIT volumesChanged();
 }
 
 // --- Music --------------------------------------------------------------------------------------

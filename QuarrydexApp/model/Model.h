@@ -73,6 +73,9 @@ class Model : public QObject {
     /// Leaves a volume out of searches, or takes it in again.
     void setHidden(VolumeState& volume, bool hidden);
 
+    /// Takes every volume in again, with one search.
+    void showAllVolumes();
+
     /// Scans a volume anew, beside what it holds now, which is searched until that is done.
     void rescan(const std::shared_ptr<VolumeState>& volume);
 

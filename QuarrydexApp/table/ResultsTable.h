@@ -99,6 +99,9 @@ class ResultsTable : public QAbstractItemView {
     [[nodiscard]] QRect cellRect(std::size_t row, Column column) const;
     void scrollToRow(std::size_t row);
 
+    /// Makes the row current and scrolls to it; the selection stays.
+    void goToRow(std::size_t row);
+
     // --- Selection ------------------------------------------------------------------------------
 
     [[nodiscard]] const RowSelection& selected() const { return selected_; }

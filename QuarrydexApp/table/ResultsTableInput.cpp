@@ -28,6 +28,11 @@ void ResultsTable::setCurrentRow(std::optional<std::size_t> row) {
     selectionModel()->setCurrentIndex(index, QItemSelectionModel::NoUpdate);
 }
 
+void ResultsTable::goToRow(std::size_t row) {
+    setCurrentRow(row);
+    scrollToRow(row);
+}
+
 void ResultsTable::currentChanged(const QModelIndex& current, const QModelIndex& previous) {
     for (const QModelIndex& index : {current, previous})
         if (index.isValid())
@@ -180,8 +185,7 @@ void ResultsTable::moveTo(std::size_t row, Qt::KeyboardModifiers modifiers) {
     if (modifiers & Qt::ShiftModifier) {
         extendTo(row);
     } else if (modifiers & Qt::ControlModifier) { // the current row alone
-        setCurrentRow(row);
-        scrollToRow(row);
+        goToRow(row);
     } else {
         selectRow(row);
     }

@@ -24,7 +24,8 @@ int logical(Column column) {
 
 constexpr int columnCount = static_cast<int>(ColumnDef::count);
 
-/// Titles stand above the texts of their columns, as far as they fit.
+/// Titles stand above the texts of their columns, as far as they fit. Behind the last one the
+/// header goes on.
 class AlignedStyle final : public QProxyStyle {
   public:
     int pixelMetric(PixelMetric metric,
@@ -37,6 +38,22 @@ class AlignedStyle final : public QProxyStyle {
             return RowPainter::margin;
         const int text = title->fontMetrics.horizontalAdvance(title->text);
         return std::clamp((title->rect.width() - text) / 2, 1, RowPainter::margin);
+    }
+
+    void drawControl(ControlElement element,
+                     const QStyleOption* option,
+                     QPainter* painter,
+                     const QWidget* widget) const override {
+        if (element != CE_HeaderEmptyArea) {
+            QProxyStyle::drawControl(element, option, painter, widget);
+            return;
+        }
+        QStyleOptionHeader rest;
+        rest.initFrom(widget);
+        rest.rect = option->rect;
+        rest.state = option->state | State_Raised | State_Horizontal;
+        rest.position = QStyleOptionHeader::End;
+        QProxyStyle::drawControl(CE_HeaderSection, &rest, painter, widget);
     }
 };
 

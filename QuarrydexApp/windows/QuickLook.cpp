@@ -337,7 +337,6 @@ void QuickLook::hideEvent(QHideEvent* event) {
         return;
     withdraw();
     rememberSize();
-    Q_EMIT closed();
 }
 
 void QuickLook::rememberSize() {

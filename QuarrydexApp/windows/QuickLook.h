@@ -58,8 +58,6 @@ class QuickLook : public QWidget {
     void show(std::vector<File> files, std::size_t current);
 
   Q_SIGNALS:
-    void closed();
-
     /// Another of the files is shown now.
     void currentChanged(std::size_t index);
 

@@ -82,6 +82,7 @@ void SearchPanel::layOut() {
     divider_->setFrameShape(QFrame::VLine);
     divider_->setEnabled(false);
     divider_->setFixedHeight(unit * 5 / 4);
+    divider_->hide(); // until there are drives
     newDrives_->setLayout(new QVBoxLayout);
     newDrives_->layout()->setContentsMargins(0, 0, 0, 0);
 
@@ -397,10 +398,7 @@ void SearchPanel::showNoHits() {
         content.choices.push_back(
             {.text = qt(quarrydex::tr("Search the hidden drives too")), .chosen = [this] {
                  services_.prefs.setHiddenVolumes({});
-                 for (const auto& volume : services_.model.volumes())
-                     volume->hidden = false;
-                 services_.model.runSearch(true);
-                 refreshVolumeChips();
+                 services_.model.showAllVolumes();
              }});
     empty_->show(std::move(content));
     adviceTimer_.start();

@@ -110,6 +110,7 @@ class SearchPanel : public QWidget {
     void showPreview();
     void followSelection();
     void moveByPreview(int by);
+    void followPreview(std::size_t file);
 
     const ResultsTable::Services services_;
     HitAdvice advice_;
@@ -128,6 +129,7 @@ class SearchPanel : public QWidget {
     EmptyState* empty_;
     StatusLine* status_;
     std::unique_ptr<QuickLook> quickLook_;
+    std::vector<RowKey> previewed_; ///< the rows of its files
     std::unique_ptr<Subscription> prefsWatch_;
 };
 

@@ -91,6 +91,7 @@ void SearchPanel::toggleQuickLook() {
     if (quickLook_ == nullptr) {
         quickLook_ = std::make_unique<QuickLook>(services_.files, services_.prefs.store());
         connect(quickLook_.get(), &QuickLook::stepped, this, &SearchPanel::moveByPreview);
+        connect(quickLook_.get(), &QuickLook::currentChanged, this, &SearchPanel::followPreview);
     }
     showPreview();
 }
@@ -98,11 +99,13 @@ void SearchPanel::toggleQuickLook() {
 void SearchPanel::showPreview() {
     std::vector<QuickLook::File> files;
     std::size_t current = 0;
+    previewed_.clear();
     const auto row = table_->currentRow();
     for (ResultsTable::Coordinator::Item& item : table_->coordinator().previewItems()) {
         const VolumeIndex& index = *item.index;
+        previewed_.push_back({&index, item.entry});
         if (row && *row < table_->shown().count() &&
-            table_->shown().row(*row).key() == RowKey{&index, item.entry})
+            table_->shown().row(*row).key() == previewed_.back())
             current = files.size();
         files.push_back({.path = std::move(item.path),
                          .name = std::move(item.name),
@@ -127,6 +130,18 @@ void SearchPanel::moveByPreview(int by) {
         return;
     if (by < 0 ? *row > 0 : *row + 1 < table_->shown().count())
         table_->selectRow(by < 0 ? *row - 1 : *row + 1);
+}
+
+/// With several files selected the current row is that of the file that is shown.
+void SearchPanel::followPreview(std::size_t file) {
+    // Rows may have moved, but those of a preview are the first that are selected.
+    std::size_t left = ResultsTable::Coordinator::mostAtOnce;
+    for (const RowSelection::Range& range : table_->selected().ranges())
+        for (std::size_t at = range.begin; at < range.end && left > 0; ++at, --left)
+            if (table_->shown().row(at).key() == previewed_[file]) {
+                table_->goToRow(at);
+                return;
+            }
 }
 
 } // namespace quarrydex

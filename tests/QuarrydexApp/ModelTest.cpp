@@ -4,15 +4,14 @@
 #include "QuarrydexApp/model/Roots.h"
 #include "QuarrydexApp/model/SearchRun.h"
 
+#include "tests/support/EventLoop.h"
 #include "tests/support/PlainCatalog.h"
 #include "tests/support/QtApplication.h"
 #include "tests/support/TempTree.h"
 
 #include <QCoreApplication>
-#include <QEventLoop>
 
 #include <algorithm>
-#include <functional>
 #include <random>
 #include <tuple>
 
@@ -23,29 +22,21 @@ namespace quarrydex {
 namespace {
 
 using testing::catalogOf;
+using testing::comesTo;
 using testing::PlainEntry;
-
-void waitUntil(Model& model, const std::function<bool()>& done) {
-    if (done())
-        return;
-    QEventLoop loop;
-    const auto check = [&] {
-        if (done())
-            loop.quit();
-    };
-    QObject::connect(&model, &Model::resultsChanged, &loop, check);
-    QObject::connect(&model, &Model::sortingChanged, &loop, check);
-    QObject::connect(&model, &Model::volumesChanged, &loop, check);
-    loop.exec();
-}
 
 bool isAnswered(const Model& model) {
     return model.results()->generation == model.generation() && model.results()->complete;
 }
 
 const ResultSet& waitForResults(Model& model) {
-    waitUntil(model, [&] { return isAnswered(model); });
+    EXPECT_TRUE(comesTo([&] { return isAnswered(model); }));
     return *model.results();
+}
+
+void scan(Model& model) {
+    model.startScans();
+    EXPECT_TRUE(comesTo([&] { return !model.anyScanning(); }));
 }
 
 std::vector<std::string> paths(const ResultSet& results) {
@@ -79,22 +70,16 @@ std::vector<Row> naiveOrder(std::span<const std::shared_ptr<VolumeIndex>> indexe
     for (std::uint32_t v = 0; v < lists.size(); ++v)
         for (EntryId id : lists[v])
             rows.push_back(makeRow(v, id));
-    const auto value = [&](Row row) -> std::pair<std::uint64_t, std::string> {
+    const auto value = [&](Row row) {
         const VolumeIndex& index = *indexes[rowVolume(row)];
         const EntryId id = rowEntry(row);
-        switch (key) {
-        case SortKey::name:
-            return {0, std::string(index.foldedName(id))};
-        case SortKey::path: // flat trees: the volume, then the name
-            return {rowVolume(row), std::string(index.foldedName(id))};
-        case SortKey::size:
-            return {index.size(id), ""};
-        case SortKey::date:
-            return {index.mtime(id), ""};
-        case SortKey::created:
-            return {index.ctime(id), ""};
-        }
-        return {};
+        const bool isName = key == SortKey::name || key == SortKey::path;
+        const std::uint64_t number = key == SortKey::path      ? rowVolume(row) // of flat trees
+                                     : key == SortKey::size    ? index.size(id)
+                                     : key == SortKey::date    ? index.mtime(id)
+                                     : key == SortKey::created ? index.ctime(id)
+                                                               : 0;
+        return std::pair(number, std::string(isName ? index.foldedName(id) : ""));
     };
     std::ranges::stable_sort(
         rows, [&](Row a, Row b) { return desc ? value(b) < value(a) : value(a) < value(b); });
@@ -143,15 +128,13 @@ TEST(ModelTest, SeveralVolumesAreSortedAsOne) {
 }
 
 TEST(MergeTest, ListsThatAreNotSortedFollowOneAnother) {
-    const std::vector<std::shared_ptr<VolumeIndex>> indexes = {
-        catalogOf({{.name = "/a"}, {.name = "z", .parent = 0}, {.name = "b", .parent = 0}}),
-        catalogOf({{.name = "/b"}, {.name = "y", .parent = 0}, {.name = "a", .parent = 0}})};
+    const auto index = std::shared_ptr<VolumeIndex>(
+        catalogOf({{.name = "/a"}, {.name = "z", .parent = 0}, {.name = "b", .parent = 0}}));
     const std::vector<std::vector<EntryId>> lists = {{1, 2}, {1, 2}};
     const std::vector<Row> inTurn = {makeRow(0, 1), makeRow(0, 2), makeRow(1, 1), makeRow(1, 2)};
-    for (bool desc : {false, true}) {
-        EXPECT_EQ(merge(indexes, lists, SortKey::name, {.desc = desc, .sorted = false}), inTurn);
-        EXPECT_EQ(merge(indexes, lists, SortKey::path, {.desc = desc, .sorted = false}), inTurn);
-    }
+    for (SortKey key : {SortKey::name, SortKey::path})
+        EXPECT_EQ(merge(std::vector{index, index}, lists, key, {.desc = true, .sorted = false}),
+                  inTurn);
 }
 
 TEST(ModelTest, HiddenVolumesAreLeftOut) {
@@ -214,7 +197,7 @@ TEST(ModelTest, RestOfAnOvertakenResultIsDropped) {
     });
     model.setBrowseAll(true);
     const std::uint64_t overtaken = model.generation();
-    waitUntil(model, [&] { return model.generation() > overtaken && isAnswered(model); });
+    ASSERT_TRUE(comesTo([&] { return model.generation() > overtaken && isAnswered(model); }));
     model.setQuery("");
     waitForResults(model);
     EXPECT_EQ(published[0], std::pair(overtaken, false));
@@ -283,16 +266,12 @@ TEST(ModelTest, ResultTooLongToSortWaitsForAKeptOrder) {
     ASSERT_EQ(rows.size(), count);
     EXPECT_TRUE(std::ranges::is_sorted(
         rows, {}, [&](Row row) { return std::tuple(index->size(rowEntry(row)), rowEntry(row)); }));
-}
 
-TEST(ModelTest, OneSearchAloneBuildsNoOrder) {
-    constexpr std::uint32_t count = SearchRun::directSortLimit + 10;
-    const std::shared_ptr<VolumeIndex> index = catalogOf(manyFiles("/a", count, 1));
-    Model model({.keepsOrders = false});
-    model.addVolume("/a", index);
-    model.setSearchState({.browseAll = true, .sortKey = SortKey::size});
-    EXPECT_EQ(waitForResults(model).rows.size(), count);
-    EXPECT_FALSE(index->usablePerm(SortKey::size).has_value());
+    Model single({.keepsOrders = false}); // one search alone builds none
+    single.addVolume("/a", index);
+    single.setSearchState({.browseAll = true, .sortKey = SortKey::date});
+    EXPECT_EQ(waitForResults(single).rows.size(), count);
+    EXPECT_FALSE(index->usablePerm(SortKey::date).has_value());
 }
 
 TEST(ModelTest, PreparedSortSearchesAgainUnderThatKeyOnly) {
@@ -305,7 +284,7 @@ TEST(ModelTest, PreparedSortSearchesAgainUnderThatKeyOnly) {
         const std::uint64_t before = model.generation();
         model.prepareSort(key);
         EXPECT_TRUE(model.sorting());
-        waitUntil(model, [&] { return !model.sorting(); });
+        EXPECT_TRUE(comesTo([&] { return !model.sorting(); }));
         EXPECT_TRUE(index->usablePerm(key).has_value());
         EXPECT_EQ(model.generation() != before, key == SortKey::date);
     }
@@ -353,36 +332,7 @@ TEST(ModelTest, QueryThatCannotBeParsedLeavesTheResults) {
     waitForResults(model);
 }
 
-TEST(ModelTest, JunkIsShownOnRequest) {
-    Model model({});
-    model.addVolume("/a",
-                    catalogOf({{.name = "/a", .flags = EntryFlags::dir | EntryFlags::root},
-                               {.name = "plain", .parent = 0},
-                               {.name = ".plain", .parent = 0, .flags = EntryFlags::hidden}}));
-    model.setQuery("plain");
-    EXPECT_EQ(waitForResults(model).total, 1U);
-    model.setShowJunk(true);
-    EXPECT_EQ(waitForResults(model).total, 2U);
-}
-
 // --- Roots --------------------------------------------------------------------------------------
-
-TEST(ModelTest, BadRootsFailAndTheOthersAreSearched) {
-    TempTree tree;
-    tree.file("good/a.txt");
-    tree.file("plain");
-    Model model({.roots = {tree.path("missing"), tree.path("good"), tree.path("plain"), ""}});
-    model.startScans();
-    waitUntil(model, [&] { return !model.anyScanning(); });
-    std::vector<bool> failed;
-    for (const auto& volume : model.volumes())
-        failed.push_back(volume->failure.has_value());
-    EXPECT_EQ(failed, (std::vector<bool>{true, false, true, true}));
-    EXPECT_EQ(model.volumes()[1]->name, "good");
-    EXPECT_EQ(model.volumes()[1]->count, 2U);
-    model.setBrowseAll(true);
-    EXPECT_EQ(paths(waitForResults(model)), std::vector{tree.path("good/a.txt")});
-}
 
 TEST(ModelTest, OverlappingRootsShowEveryFileOnce) {
     TempTree tree;
@@ -410,8 +360,7 @@ TEST(ModelTest, OverlappingRootsShowEveryFileOnce) {
         for (const std::string& root : c.roots)
             options.roots.push_back(tree.path() + "/" + root);
         Model model(options);
-        model.startScans();
-        waitUntil(model, [&] { return !model.anyScanning(); });
+        scan(model);
         model.setSearchState({.browseAll = true, .sortKey = SortKey::path});
         std::vector<std::string> expected;
         for (const std::string& file : c.files)
@@ -431,8 +380,7 @@ TEST(ModelTest, ExcludedFoldersAreFoundUnderAnySpelling) {
             SCOPED_TRACE(root + (" without " + spelling));
             const std::string exclude = tree.path() + "/" + spelling;
             Model model({.roots = {tree.path(root)}, .excludes = std::vector{exclude}});
-            model.startScans();
-            waitUntil(model, [&] { return !model.anyScanning(); });
+            scan(model);
             model.setSearchState({.query = "file:", .sortKey = SortKey::path});
             EXPECT_EQ(paths(waitForResults(model)),
                       std::vector{tree.path() + "/" + root + "/stay/two"});
@@ -461,6 +409,23 @@ TEST(RootsTest, PathsBecomeAbsoluteAndPlain) {
         EXPECT_EQ(cleanPath(typed), clean) << typed;
     EXPECT_TRUE(cleanPath("x").ends_with("/x"));
     EXPECT_TRUE(cleanPath("x").starts_with("/"));
+}
+
+TEST(ModelTest, AllVolumesAreTakenInAgainByOneSearch) {
+    Model model({});
+    model.addVolume("/a", catalogOf(manyFiles("/a", 3, 1)));
+    model.addVolume("/b", catalogOf(manyFiles("/b", 4, 2)));
+    model.setBrowseAll(true);
+    for (const auto& volume : model.volumes())
+        model.setHidden(*volume, true);
+    EXPECT_EQ(waitForResults(model).total, 0U);
+    int tellings = 0;
+    QObject::connect(&model, &Model::volumesChanged, [&] { ++tellings; });
+    const std::uint64_t before = model.generation();
+    model.showAllVolumes();
+    EXPECT_EQ(model.generation(), before + 1);
+    EXPECT_EQ(tellings, 1);
+    EXPECT_EQ(waitForResults(model).total, 7U);
 }
 
 } // namespace quarrydex

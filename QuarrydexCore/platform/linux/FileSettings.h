@@ -18,6 +18,8 @@
 #include "QuarrydexCore/platform/SettingsStore.h"
 
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
@@ -43,8 +45,9 @@ class FileSettings final : public SettingsStore {
     mutable Mutex lock_;
     mutable bool isLoaded_ QDX_GUARDED_BY(lock_) = false;
     mutable nlohmann::json values_ QDX_GUARDED_BY(lock_); ///< object: what is in force
-    nlohmann::json unsaved_ QDX_GUARDED_BY(lock_); ///< object: members of values_ (null: removed)
-                                                   ///< that could not be stored yet
+    /// Key and change, in their order, of what could not be stored yet; made again on what the file
+    /// holds when it can be.
+    std::vector<std::pair<std::string, Change>> unsaved_ QDX_GUARDED_BY(lock_);
     mutable std::string damagedCopy_ QDX_GUARDED_BY(lock_);
 };
 

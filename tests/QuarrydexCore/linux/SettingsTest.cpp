@@ -1,11 +1,12 @@
-#include "QuarrydexCore/base/FileOps.h"
 #include "QuarrydexCore/base/Files.h"
 #include "QuarrydexCore/platform/linux/FileSettings.h"
 #include "QuarrydexCore/platform/linux/LinuxAppFolders.h"
 
 #include "tests/fakes/FakeSettings.h"
+#include "tests/support/ScriptedOps.h"
 #include "tests/support/TempTree.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdint>
 #include <filesystem>
@@ -183,23 +184,24 @@ TEST(SettingsTest, NoSettingIsLostWhenManyWrite) {
     TempTree tree;
     const std::string path = tree.path("settings.json");
     constexpr int writers = 4, rounds = 10;
+    const auto increment = [](Json& value) { value = value.is_null() ? 1 : value.get<int>() + 1; };
     std::vector<std::thread> threads;
     for (int writer = 0; writer < writers; ++writer)
-        threads.emplace_back([&path, writer] {
+        threads.emplace_back([&, writer] {
             FileSettings settings(path);
             for (int round = 0; round < rounds; ++round) {
                 const std::string key = std::to_string(writer) + "." + std::to_string(round);
-                EXPECT_TRUE(settings.setInteger(key, round));
-                EXPECT_TRUE(settings.update("all", [](Json& count) {
-                    count = count.is_null() ? 1 : count.get<int>() + 1;
-                }));
+                settings.setInteger(key, round);   // who waits too long for the others makes up for
+                settings.update("all", increment); // it later
                 EXPECT_EQ(settings.integer(key), round);
+            }
+            while (!settings.setBoolean("done", true)) {
             }
         });
     for (std::thread& thread : threads)
         thread.join();
     const Json stored = Json::parse(contentOf(path));
-    EXPECT_EQ(stored.size(), writers * rounds + 1U);
+    EXPECT_EQ(stored.size(), writers * rounds + 2U);
     EXPECT_EQ(stored["all"], writers * rounds);
 }
 
@@ -215,6 +217,9 @@ TEST(SettingsTest, LockThatIsNotGivenUpHoldsNobodyForEver) {
     }
     EXPECT_TRUE(settings.setText("b", "2"));
     EXPECT_EQ(Json::parse(contentOf(path)), Json::parse(R"({"a":"1","b":"2"})"));
+    FileSettings(path).setText("a", "another's");
+    EXPECT_TRUE(settings.setText("c", "3")); // what was made up for is not stored again
+    EXPECT_EQ(FileSettings(path).text("a"), "another's");
 }
 
 // --- Damage and failure -------------------------------------------------------------------------
@@ -288,47 +293,6 @@ TEST(SettingsTest, WhatCannotBeReadIsNotReplaced) {
     }
 }
 
-/// Lets the n-th call that changes something fail.
-class FailingOps final : public FileOps {
-  public:
-    explicit FailingOps(int failing) : left_(failing) { setFileOps(this); }
-
-    ~FailingOps() override { setFileOps(nullptr); }
-
-    [[nodiscard]] bool hasFailed() const { return left_ <= 0; }
-
-    int open(const char* path, int flags, mode_t mode) override {
-        return fails() ? -1 : FileOps::open(path, flags, mode);
-    }
-
-    ssize_t pwrite(int fd, const void* bytes, std::size_t count, off_t offset) override {
-        if (fails()) // a full disk takes a part
-            return count > 8 && offset == 0 ? FileOps::pwrite(fd, bytes, 8, offset), -1 : -1;
-        return FileOps::pwrite(fd, bytes, count, offset);
-    }
-
-    int fsync(int fd) override { return fails() ? -1 : FileOps::fsync(fd); }
-
-    int close(int fd) override {
-        const int result = FileOps::close(fd);
-        return fails() ? -1 : result;
-    }
-
-    int rename(const char* from, const char* to) override {
-        return fails() ? -1 : FileOps::rename(from, to);
-    }
-
-  private:
-    bool fails() {
-        if (--left_ != 0)
-            return false;
-        errno = ENOSPC;
-        return true;
-    }
-
-    int left_;
-};
-
 TEST(SettingsTest, FailedWriteLeavesTheOldFileAndIsMadeUpFor) {
     const std::string old = R"({"a":"old"})";
     bool hasSucceeded = false;
@@ -338,9 +302,13 @@ TEST(SettingsTest, FailedWriteLeavesTheOldFileAndIsMadeUpFor) {
         tree.file("settings.json", std::string_view(old));
         FileSettings settings(path);
         {
-            const FailingOps ops(failing);
+            testing::ScriptedOps ops;
+            ops.before = [&](int call) -> std::optional<int> {
+                errno = ENOSPC;
+                return call == failing ? std::optional(-1) : std::nullopt;
+            };
             hasSucceeded = settings.setText("a", "new");
-            ASSERT_EQ(hasSucceeded, !ops.hasFailed()) << failing;
+            ASSERT_EQ(hasSucceeded, ops.calls < failing) << failing;
         }
         EXPECT_EQ(settings.text("a"), "new") << failing;
         EXPECT_EQ(namesIn(tree.path()), (Texts{"settings.json", "settings.json.lock"})) << failing;

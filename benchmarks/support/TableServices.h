@@ -5,11 +5,12 @@
 #pragma once
 
 #include "QuarrydexActions/platform/ActionsPlatform.h"
-#include "QuarrydexApp/platform/FileOpener.h"
 #include "QuarrydexApp/prefs/Prefs.h"
 #include "QuarrydexApp/table/ResultsTable.h"
-#include "QuarrydexCore/base/Mutex.h"
 #include "QuarrydexCore/platform/Platform.h"
+
+#include "tests/fakes/FakeFileOpener.h"
+#include "tests/fakes/FakeSettings.h"
 
 #include <QTimer>
 
@@ -17,35 +18,7 @@
 #include <unordered_map>
 #include <utility>
 
-#include <nlohmann/json.hpp>
-
 namespace quarrydex::bench {
-
-class MemorySettings final : public SettingsStore {
-  public:
-    bool update(std::string_view key, const Change& change) override {
-        const MutexLock held(lock_);
-        change(values_[std::string(key)]);
-        return true;
-    }
-
-  protected:
-    [[nodiscard]] nlohmann::json stored(std::string_view key) const override {
-        const MutexLock held(lock_);
-        return values_.value(std::string(key), nlohmann::json());
-    }
-
-  private:
-    mutable Mutex lock_;
-    nlohmann::json values_ QDX_GUARDED_BY(lock_) = nlohmann::json::object();
-};
-
-class NoOpener final : public FileOpener {
-  public:
-    void open(const std::vector<std::string>&, Failed) override {}
-
-    void reveal(const std::vector<std::string>&, Failed) override {}
-};
 
 /// Answers with the next turn of the event loop, each question by itself.
 class PromptMeta final : public FileMetaSource {
@@ -88,9 +61,9 @@ class PromptMeta final : public FileMetaSource {
 };
 
 struct TableServices {
-    MemorySettings settings;
+    FakeSettings settings;
     Prefs prefs{settings, systemPlatform().folders, systemPlatform().mounts};
-    NoOpener opener;
+    FakeFileOpener opener;
     PromptMeta files;
 
     [[nodiscard]] ResultsTable::Services on(Model& model) {

@@ -65,8 +65,6 @@ TEST(QueuedSettingsTest, SettingAndReadingDoNotWaitForTheDisk) {
     prefs.setSource("A", {.enabled = true, .whole = false, .folders = {"Music"}});
     prefs.setSource("B", {.enabled = false, .whole = true, .folders = {}});
     prefs.forgetSource("B");
-    prefs.setCategories({{"own-1", "Mine", "tag", "*.x"}});
-    prefs.setVisibleColumns({"name", "path"}, "docs");
     EXPECT_EQ(prefs.includeOnly(), "*.mp3");
     EXPECT_EQ(prefs.hiddenVolumes(), (std::vector<std::string>{"A", "B"}));
     EXPECT_TRUE(prefs.isKnown("A") && !prefs.isKnown("B"));
@@ -77,9 +75,7 @@ TEST(QueuedSettingsTest, SettingAndReadingDoNotWaitForTheDisk) {
     EXPECT_EQ(queued.disk.inner.values(), Json::parse(R"({
         "includeOnly": "*.mp3", "excludedPaths": ["/x", {"percentEncoded": "/bad%FF"}],
         "hiddenVolumes": ["A", "B"],
-        "sources": {"A": {"enabled": true, "whole": false, "folders": ["Music"]}},
-        "categories": [{"id": "own-1", "name": "Mine", "symbol": "tag", "patterns": "*.x"}],
-        "columnSets": {"docs": ["name", "path"]}})"));
+        "sources": {"A": {"enabled": true, "whole": false, "folders": ["Music"]}}})"));
 }
 
 TEST(QueuedSettingsTest, WhatOthersStoredMeanwhileStaysAndShows) {

@@ -18,7 +18,7 @@ namespace quarrydex {
 
 namespace {
 
-using bytes::zeros;
+using namespace bytes;
 
 struct Sample {
     std::string file;
@@ -28,22 +28,21 @@ struct Sample {
 
 /// One small file of every kind.
 std::vector<Sample> samples() {
-    const std::string flac = "fLaC" + bytes::flacBlock(0, bytes::streamInfo(), {.isLast = true});
-    const std::string tag = bytes::id3Tag(4, bytes::id3Text(4, "TIT2", "t"));
-    const std::string mpeg = bytes::mpegFrames(10);
-    const std::string entry = bytes::sampleEntry({}, bytes::esds(0x40, 128'000));
-    const std::string common = bytes::chunkBE("COMM", bytes::common());
+    const std::string flac = "fLaC" + flacBlock(0, streamInfo(), {.isLast = true});
+    const std::string tag = id3Tag(4, id3Text(4, "TIT2", "t"));
+    const std::string mpeg = mpegFrames(10);
+    const std::string entry = sampleEntry({}, esds(0x40, 128'000));
+    const std::string properties = chunkBE("COMM", common());
     return {
         {flac, "flac", "flac"},
         {tag + flac, "flac", "flac"},
         {mpeg, "mp3", "mp3"},
-        {tag + mpeg + bytes::id3v1({.title = "t"}), "mp3", "mp3"},
-        {bytes::wave(bytes::waveFormat() + bytes::chunkLE("data", zeros(2000))), "wav", "pcm"},
-        {bytes::aiff(common), "aif", "aiff"},
-        {bytes::aiff(common, "AIFC"), "aifc", "aiff"},
-        {bytes::atom("ftyp", "M4A ") +
-             bytes::atom("moov", bytes::movieHeader(1000, 2000) + bytes::track("soun", entry) +
-                                     bytes::userData(bytes::item("\xA9nam", "t"))),
+        {tag + mpeg + id3v1({.title = "t"}), "mp3", "mp3"},
+        {wave(waveFormat() + chunkLE("data", zeros(2000))), "wav", "pcm"},
+        {aiff(properties), "aif", "aiff"},
+        {aiff(properties, "AIFC"), "aifc", "aiff"},
+        {atom("ftyp", "M4A ") + atom("moov", movieHeader(1000, 2000) + track("soun", entry) +
+                                                 userData(item("\xA9nam", "t"))),
          "m4a", "aac"},
     };
 }
@@ -60,8 +59,8 @@ TEST(AudioParserTest, ContentsDecideAndNotTheExtension) {
 }
 
 TEST(AudioParserTest, WhatShowsNothingIsSearchedOnlyUnderTwoExtensions) {
-    const std::string tag = bytes::id3Tag(3, zeros(100));
-    const std::string hidden = "12 bytes of text, then " + bytes::mpegFrames(10);
+    const std::string tag = id3Tag(3, zeros(100));
+    const std::string hidden = "12 bytes of text, then " + mpegFrames(10);
 
     const Sample cases[] = {
         {hidden, "mp3", "mp3"},

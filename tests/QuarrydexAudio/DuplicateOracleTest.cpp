@@ -13,9 +13,8 @@
 namespace quarrydex {
 namespace {
 
-using testing::expectSound;
-using testing::MusicFolder;
-using testing::noise;
+using namespace quarrydex::testing;
+
 using InodeSets = std::set<std::set<ino_t>>;
 
 std::string bytesOf(const std::string& path) {

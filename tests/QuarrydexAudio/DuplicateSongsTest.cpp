@@ -6,12 +6,7 @@
 namespace quarrydex {
 namespace {
 
-using testing::k100;
-using testing::MusicFolder;
-using testing::noise;
-using testing::Seen;
-using testing::Sets;
-using testing::Setting;
+using namespace quarrydex::testing;
 
 AudioMeta song(const char* artist, const char* title, std::uint32_t ms, AudioCodec codec) {
     AudioMeta meta;

@@ -15,13 +15,7 @@ namespace quarrydex {
 namespace {
 
 using namespace std::string_literals;
-using bytes::be;
-using bytes::comments;
-using bytes::flacBlock;
-using bytes::le;
-using bytes::StreamInfo;
-using bytes::streamInfo;
-using bytes::zeros;
+using namespace bytes;
 
 constexpr unsigned infoType = 0;
 constexpr unsigned paddingType = 1;
@@ -35,7 +29,7 @@ std::string flacFile(const std::string& blocks) {
     return "fLaC" + blocks + zeros(10'000);
 }
 
-std::string info(const StreamInfo& wanted = {}, bytes::BlockOptions options = {}) {
+std::string info(const StreamInfo& wanted = {}, BlockOptions options = {}) {
     return flacBlock(infoType, streamInfo(wanted), options);
 }
 

@@ -3,7 +3,6 @@
 #include "tests/support/AudioBytes.h"
 #include "tests/support/DescribeAudio.h"
 
-#include <set>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -16,12 +15,7 @@ namespace quarrydex {
 namespace {
 
 using namespace std::string_literals;
-using bytes::be;
-using bytes::id3Frame;
-using bytes::id3Tag;
-using bytes::id3Text;
-using bytes::synchsafe;
-using bytes::zeros;
+using namespace bytes;
 
 Bytes asBytes(std::string_view text) {
     return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
@@ -57,13 +51,13 @@ TEST(ID3Test, FrameTextsAreReadInTheirEncoding) {
         {"\3R\xC3\xB3s"s, "R\xC3\xB3s"},
         {"\x7FRos"s, "Ros"},
         {"\0one\0two"s, "one"},
-        {"\1\xFF\xFE"s + bytes::utf16le("one"), "one"},
-        {"\1\xFE\xFF"s + bytes::utf16be("one"), "one"},
-        {"\1"s + bytes::utf16le("one"), "one"},
-        {"\2"s + bytes::utf16be("one"), "one"},
-        {"\2\xFE\xFF"s + bytes::utf16be("one"), "one"},
-        {"\2\xFF\xFE"s + bytes::utf16le("one"), "one"},
-        {"\1\xFF\xFE"s + bytes::utf16le("one") + zeros(2) + bytes::utf16le("two"), "one"},
+        {"\1\xFF\xFE"s + utf16le("one"), "one"},
+        {"\1\xFE\xFF"s + utf16be("one"), "one"},
+        {"\1"s + utf16le("one"), "one"},
+        {"\2"s + utf16be("one"), "one"},
+        {"\2\xFE\xFF"s + utf16be("one"), "one"},
+        {"\2\xFF\xFE"s + utf16le("one"), "one"},
+        {"\1\xFF\xFE"s + utf16le("one") + zeros(2) + utf16le("two"), "one"},
         // A zero pair counts on an even offset only: U+0041 U+0100 big-endian is 00 41 01 00.
         {"\2\x01\x00\x00\x41"s, "\xC4\x80\x41"},
         {"\1\xFF\xFE\x3C\xD8"s, ""}, // half a character
@@ -86,15 +80,6 @@ TEST(ID3Test, GenreNumbersHaveNames) {
     for (const char* plain : {"80", "(80)", "(RX)", "()", "(17", "-1", "17.0", "Drum & Bass", "",
                               "99999999999999999999999", "(99999999999999999999999)"})
         EXPECT_EQ(ID3::genreName(plain), plain);
-}
-
-TEST(ID3Test, GenresAreThoseOfTheStandard) {
-    EXPECT_EQ(std::set<std::string_view>(ID3::genres.begin(), ID3::genres.end()).size(), 80U);
-    const std::pair<std::size_t, std::string_view> cases[] = {
-        {0, "Blues"},        {18, "Techno"},    {35, "House"}, {46, "Instrumental Pop"},
-        {67, "Psychadelic"}, {79, "Hard Rock"}, {80, ""},      {~std::size_t{0}, ""}};
-    for (const auto& [number, name] : cases)
-        EXPECT_EQ(ID3::genre(number), name);
 }
 
 TEST(ID3Test, FramesOfEveryVersionFillTheirFields) {
@@ -127,12 +112,15 @@ TEST(ID3Test, FramesOfEveryVersionFillTheirFields) {
 }
 
 TEST(ID3Test, RepeatedFramesCountAsTheirFieldSays) {
-    const std::string frames = id3Text(4, "TPE2", "band") + id3Text(4, "TPE1", "") +
-                               id3Text(4, "TPE1", "one") + id3Text(4, "TPE1", "two") +
-                               id3Text(4, "TIT2", "first") + id3Text(4, "TIT2", "last") +
-                               id3Text(4, "TDRC", "2011") + id3Text(4, "TDOR", "1975") +
-                               id3Text(4, "TBPM", "120") + id3Text(4, "TBPM", "fast");
-    EXPECT_EQ(tagOf(id3Tag(4, frames)), " 1975 artist=one title=last");
+    const std::string frames =
+        id3Text(4, "TPE2", "band") + id3Text(4, "TPE1", "") + id3Text(4, "TPE1", "one") +
+        id3Text(4, "TPE1", "two") + id3Text(4, "TIT2", "first") + id3Text(4, "TIT2", "last") +
+        id3Text(4, "TDRC", "2011") + id3Text(4, "TDOR", "1975") + id3Text(4, "TBPM", "120") +
+        id3Text(4, "TBPM", "fast") + id3Text(4, "TALB", "b") + id3Text(4, "TALB", "last") +
+        id3Text(4, "TCON", "g") + id3Text(4, "TCON", "last") + id3Text(4, "TKEY", "k") +
+        id3Text(4, "TKEY", "last");
+    EXPECT_EQ(tagOf(id3Tag(4, frames)),
+              " 1975 artist=one title=last album=last genre=last key=last");
 }
 
 TEST(ID3Test, ExtendedHeaderIsSkipped) {
@@ -194,7 +182,7 @@ TEST(ID3Test, FrameSizesAreSynchsafeInVersion4Only) {
 }
 
 TEST(ID3Test, Version1TagEndsTheAudioAndFillsAnEmptyRecord) {
-    const std::string tag = bytes::id3v1({"Title", "Artist", "Album", "1959", 8});
+    const std::string tag = id3v1({"Title", "Artist", "Album", "1959", 8});
 
     struct Case {
         std::string file;
@@ -209,15 +197,12 @@ TEST(ID3Test, Version1TagEndsTheAudioAndFillsAnEmptyRecord) {
         {"x" + tag, {.title = "t"}, " title=t", 1},
         {"x" + tag, {.artist = "a"}, " artist=a", 1},
         {"x" + tag, {.album = "b"}, " 1959 artist=Artist title=Title album=Album genre=Jazz", 1},
-        {"x" + bytes::id3v1({.year = "0999", .genre = 80}),
+        {"x" + id3v1({.year = "0999", .genre = 80}),
          {.year = 2001, .album = "b", .genre = "Folk"},
          " 2001 album=b genre=Folk",
          1},
-        {"x" + bytes::id3v1({.title = std::string_view("R\xF3s\0junk", 8)}),
-         {},
-         " title=R\xC3\xB3s",
-         1},
-        {"x" + bytes::id3v1({.genre = 79}), {}, " genre=Hard Rock", 1},
+        {"x" + id3v1({.title = std::string_view("R\xF3s\0junk", 8)}), {}, " title=R\xC3\xB3s", 1},
+        {"x" + id3v1({.genre = 79}), {}, " genre=Hard Rock", 1},
         {tag + "x", {}, "", 129},
     };
     for (const Case& c : cases) {

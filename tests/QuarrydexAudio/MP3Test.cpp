@@ -14,12 +14,7 @@ namespace quarrydex {
 
 namespace {
 
-using bytes::be;
-using bytes::mpegFrame;
-using bytes::mpegFrames;
-using bytes::MpegHeader;
-using bytes::xing;
-using bytes::zeros;
+using namespace bytes;
 
 std::optional<MP3::Frame> headerOf(const std::string& text) {
     return MP3::header({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}, 0);
@@ -126,14 +121,14 @@ TEST(MP3Test, FirstFrameIsFoundAndConfirmedByTheNext) {
 
 TEST(MP3Test, TagsBeforeAndBehindAreNoAudio) {
     const std::string frames = mpegFrames(100);
-    const std::string head = bytes::id3Tag(3, bytes::id3Text(3, "TIT2", "t") + zeros(3000));
-    const std::string tail = bytes::id3v1({.title = "v1 title", .artist = "v1 artist"});
+    const std::string head = id3Tag(3, id3Text(3, "TIT2", "t") + zeros(3000));
+    const std::string tail = id3v1({.title = "v1 title", .artist = "v1 artist"});
     const std::string plain(hundredFrames);
     EXPECT_EQ(readAs(head + frames), plain + " title=t");
     EXPECT_EQ(readAs(frames + tail), plain + " artist=v1 artist title=v1 title");
     EXPECT_EQ(readAs(head + frames + tail), plain + " title=t");
     // The only frame stands inside the tag at the end.
-    const std::string v1 = bytes::id3v1({.title = "v1"}).substr(0, 123) + MpegHeader().bytes();
+    const std::string v1 = id3v1({.title = "v1"}).substr(0, 123) + MpegHeader().bytes();
     EXPECT_EQ(readAs(zeros(16) + v1 + zeros(1), "mp3"), "nothing");
 }
 
@@ -164,9 +159,9 @@ TEST(MP3Test, HeaderOfTheEncoderGivesLengthAndBitRate) {
         // Elsewhere it is audio.
         {with({}, 17, xing("Xing", 3, full)), "mp3 260 ms 128k 44100 Hz 2 ch"},
         {with(mono, 32, xing("Xing", 3, full)), "mp3 260 ms 128k 44100 Hz 1 ch"},
-        {with({}, 32, bytes::vbri(500'000, 1000)), "mp3 26122 ms 153k 44100 Hz 2 ch vbr"},
-        {with(mono, 32, bytes::vbri(500'000, 1000)), "mp3 26122 ms 153k 44100 Hz 1 ch vbr"},
-        {with({}, 32, bytes::vbri(500'000, 0)), "mp3 260 ms 128k 44100 Hz 2 ch vbr"},
+        {with({}, 32, vbri(500'000, 1000)), "mp3 26122 ms 153k 44100 Hz 2 ch vbr"},
+        {with(mono, 32, vbri(500'000, 1000)), "mp3 26122 ms 153k 44100 Hz 1 ch vbr"},
+        {with({}, 32, vbri(500'000, 0)), "mp3 260 ms 128k 44100 Hz 2 ch vbr"},
         // Counts that lie.
         {with({}, 32, xing("Xing", 3, be(1, 4) + be(~0U, 4))),
          "mp3 26 ms 65535k 44100 Hz 2 ch vbr"},
@@ -182,14 +177,14 @@ TEST(MP3Test, HeaderOfTheEncoderGivesLengthAndBitRate) {
 }
 
 TEST(MP3Test, ReadsHeadAndTailAndTheTag) {
-    const std::string frames = mpegFrames(1000) + bytes::id3v1({});
+    const std::string frames = mpegFrames(1000) + id3v1({});
     const MemoryReader plain(frames);
     EXPECT_TRUE(AudioParser::parse(plain, "mp3").has_value());
     EXPECT_LE(plain.bytesRead(), 17U * 1000);
     EXPECT_LE(plain.reads(), 4U);
 
-    const std::string texts = bytes::id3Text(3, "TIT2", "title") + bytes::id3Text(3, "TPE1", "a");
-    const std::string tag = bytes::id3Tag(3, texts + bytes::id3Frame(3, "APIC", zeros(500'000)));
+    const std::string texts = id3Text(3, "TIT2", "title") + id3Text(3, "TPE1", "a");
+    const std::string tag = id3Tag(3, texts + id3Frame(3, "APIC", zeros(500'000)));
     const std::string both = tag + frames;
     const MemoryReader tagged(both);
     EXPECT_TRUE(AudioParser::parse(tagged, "mp3").has_value());

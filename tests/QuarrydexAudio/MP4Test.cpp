@@ -12,17 +12,7 @@ namespace quarrydex {
 namespace {
 
 using namespace std::string_literals;
-using bytes::atom;
-using bytes::be;
-using bytes::esds;
-using bytes::item;
-using bytes::longAtom;
-using bytes::movieHeader;
-using bytes::namedItem;
-using bytes::sampleEntry;
-using bytes::track;
-using bytes::userData;
-using bytes::zeros;
+using namespace bytes;
 
 // Hexadecimal digits would go on in the name.
 const std::string artistType = "\xA9"
@@ -109,10 +99,10 @@ TEST(MP4Test, TopLevelAtomsAreFoundWhateverTheirSizesSay) {
 TEST(MP4Test, SampleEntryGivesCodecAndProperties) {
     const std::string alac = atom("alac", configOf(24, 6, 1'234'567, 96'000));
     const std::string plainEsds =
-        atom("esds", zeros(4) + bytes::descriptor(4, "\x6B" + zeros(8) + be(64'000, 4)));
-    const std::string flagged = bytes::descriptor(
-        3, zeros(2) + "\xE0" + zeros(2) + "\3url" + zeros(2) + bytes::descriptor(5, "x") +
-               bytes::descriptor(4, "\x69" + zeros(8) + be(96'000, 4)));
+        atom("esds", zeros(4) + descriptor(4, "\x6B" + zeros(8) + be(64'000, 4)));
+    const std::string flagged =
+        descriptor(3, zeros(2) + "\xE0" + zeros(2) + "\3url" + zeros(2) + descriptor(5, "x") +
+                          descriptor(4, "\x69" + zeros(8) + be(96'000, 4)));
 
     const std::pair<std::string, std::string_view> cases[] = {
         {sampleEntry({}), "aac 2000 ms 44100 Hz 16 bit 2 ch"},
@@ -213,7 +203,7 @@ TEST(MP4Test, DeepNestsAreNotFollowed) {
     }
     std::string nest = "x";
     for (int depth = 0; depth < 4000; ++depth)
-        nest = bytes::be(3, 1) + "\xFF\xFF\xFF\x7F" + zeros(3) + nest;
+        nest = be(3, 1) + "\xFF\xFF\xFF\x7F" + zeros(3) + nest;
     EXPECT_EQ(
         readAs(file(twoSeconds + track("soun", sampleEntry({}, atom("esds", zeros(4) + nest))))),
         "aac 2000 ms 44100 Hz 16 bit 2 ch");

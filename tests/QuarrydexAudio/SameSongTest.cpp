@@ -27,17 +27,8 @@ namespace {
 TEST(SameSongTest, NormalisesAwayWhatDoesNotTellTheSong) {
     const std::pair<const char*, const char*> cases[] = {
         {"", ""},
-        {"Song (320 kbps)", "song"},
         {"Song (live (320)) end", "song end"}, // the tag ends at the first closing bracket
         {"(a [b (MP3] c", "c"},                // and begins at the first opening one
-        {"(live) x (192) y (cbr) z", "live x y z"},
-        {"12-01 Song", "song"},
-        {"01 - Song", "song"},
-        {"7 Song", "7 song"},
-        {"CD 2 - 05 - Song", "song"},
-        {"cd 05. Song", "cd 05 song"}, // its number is the disc's
-        {"1-02 03. Song", "song"},     // one after the other
-        {"Don't  stop -- me", "don t stop me"},
         {"MÖTLEY Crüe", "motley crue"},
         {"Mo\xCC\x88tley", "motley"}, // decomposed
         {"СТРАННЫЕ игры", "странные игры"},
@@ -47,7 +38,6 @@ TEST(SameSongTest, NormalisesAwayWhatDoesNotTellTheSong) {
         {"01.\xC2\xA0Song", "song"},                // no-break space
         {"Bj\xF6rk / J\xF3ga", "bj\xF6rk j\xF3ga"}, // Latin-1: bytes stay apart
         {"x½²", "x½²"},
-        {"a\nb\tc", "a b c"},
     };
     for (const auto& [text, wanted] : cases)
         EXPECT_EQ(normalize(text), wanted) << text;
@@ -126,13 +116,10 @@ std::string keyOf(const char* name, const char* artist = "", const char* title =
 
 TEST(SameSongTest, KeysComeFromTagsElseFromNamesThatTellEnough) {
     EXPECT_EQ(keyOf("x.mp3", "The Band", "A Song (320 kbps)"), "the band|a song");
-    EXPECT_EQ(keyOf("x.mp3", "AB", "CD"), "ab|cd");
     EXPECT_EQ(keyOf("x.mp3", "A", "A Song"), "none") << "too short after normalising";
     EXPECT_EQ(keyOf("x.mp3", "The Band", "(MP3)"), "none");
     EXPECT_EQ(keyOf("Band - Song.mp3", "The Band", ""), "f|band song") << "both tags are needed";
-    EXPECT_EQ(keyOf("Band - Song.mp3", "A", "A Song"), "f|band song");
     EXPECT_EQ(keyOf("Band - Song.mp3"), keyOf("BAND - song (FLAC).flac"));
-    EXPECT_EQ(keyOf("Band - Song"), "f|band song");
     EXPECT_EQ(keyOf("Band-Song by Night.mp3"), "none") << "no spaced hyphen";
     EXPECT_EQ(keyOf("Abc - Def.mp3"), "none") << "seven characters";
     EXPECT_EQ(keyOf("Abc - Defg.mp3"), "f|abc defg");
@@ -153,16 +140,13 @@ Clusters clustersOf(const std::vector<std::uint32_t>& durations, std::uint32_t t
 }
 
 TEST(SameSongTest, ClustersHoldWhatLiesWithinTheTolerance) {
-    EXPECT_EQ(clustersOf({180'000, 181'500}, 2000), (Clusters{{0, 1}}));
     EXPECT_EQ(clustersOf({180'000, 182'000}, 2000), (Clusters{{0, 1}}));
     EXPECT_EQ(clustersOf({180'000, 182'001}, 2000), Clusters{});
     EXPECT_EQ(clustersOf({5000, 4000, 2500, 1000}, 2000), (Clusters{{0, 1}, {2, 3}}))
         << "a chain is no cluster";
     EXPECT_EQ(clustersOf({0, 1, 0, 3000, 2}, 2000), (Clusters{{0, 2}, {1, 4}}))
         << "unknown lengths are like no known one";
-    EXPECT_EQ(clustersOf({7, 7, 8}, 0), (Clusters{{0, 1}}));
     EXPECT_EQ(clustersOf({0xFFFFFFFF, 1, 0xFFFFFFFE}, 0xFFFFFFFF), (Clusters{{0, 1, 2}}));
-    EXPECT_EQ(clustersOf({}, 2000), Clusters{});
 }
 
 /// By going through all files again and again: the shortest that is left takes all within reach.

@@ -87,42 +87,6 @@ TEST(TagTextTest, TempoIsAWholePlainDecimalNumber) {
     EXPECT_EQ(tempo10Of(std::string(100'000, '9')), 0);
 }
 
-TEST(TagTextTest, FirstArtistStaysAndOtherFieldsTakeTheLastValue) {
-    AudioMeta meta;
-    TagSink sink(meta);
-    for (const char* value : {"", "one", "two"}) {
-        sink.set(TagField::artist, value);
-        sink.set(TagField::title, value);
-        sink.set(TagField::album, value);
-        sink.set(TagField::genre, value);
-        sink.set(TagField::key, value);
-    }
-    for (const char* value : {"1999", "2001"}) {
-        sink.set(TagField::year, value);
-        sink.set(TagField::tempo, value + 1); // "999" is no tempo, "001" is one
-    }
-    sink.set(TagField::albumArtist, "someone else");
-    sink.finish();
-    const AudioMeta wanted{.bpm10 = 10,
-                           .year = 2001,
-                           .artist = "one",
-                           .title = "two",
-                           .album = "two",
-                           .genre = "two",
-                           .key = "two"};
-    EXPECT_EQ(meta, wanted);
-}
-
-TEST(TagTextTest, AlbumArtistStandsInForAMissingArtist) {
-    AudioMeta meta;
-    TagSink sink(meta);
-    sink.set(TagField::artist, "");
-    sink.set(TagField::albumArtist, "Various");
-    EXPECT_EQ(meta.artist, "");
-    sink.finish();
-    EXPECT_EQ(meta.artist, "Various");
-}
-
 } // namespace
 
 } // namespace quarrydex

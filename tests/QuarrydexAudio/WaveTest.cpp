@@ -18,18 +18,9 @@ namespace quarrydex {
 namespace {
 
 using namespace std::string_literals;
-using bytes::aiff;
-using bytes::be;
-using bytes::chunkBE;
-using bytes::chunkLE;
-using bytes::common;
-using bytes::le;
-using bytes::wave;
-using bytes::waveFormat;
-using bytes::zeros;
+using namespace bytes;
 
-const std::string titleTag =
-    bytes::id3Tag(3, bytes::id3Text(3, "TIT2", "t") + bytes::id3Text(3, "TPE1", "tag"));
+const std::string titleTag = id3Tag(3, id3Text(3, "TIT2", "t") + id3Text(3, "TPE1", "tag"));
 
 // 17,640 bytes are 100 ms of CD audio.
 constexpr std::string_view tenthSecond = "pcm 100 ms 1411k 44100 Hz 16 bit 2 ch";
@@ -125,15 +116,15 @@ double numberOf(const std::string& text) {
 
 TEST(WaveTest, ExtendedNumbersAreReadOverTheirWholeRange) {
     const std::uint64_t half = std::uint64_t{1} << 63;
-    EXPECT_EQ(numberOf(bytes::extended(44100)), 44100);
-    EXPECT_EQ(numberOf(bytes::extended(16383, half)), 1);
-    EXPECT_EQ(numberOf(bytes::extended(16382, half)), 0.5);
-    EXPECT_EQ(numberOf(bytes::extended(16383 | 0x8000, half)), 1) << "without its sign";
-    EXPECT_EQ(numberOf(bytes::extended(0, half)), 0);
-    EXPECT_EQ(numberOf(bytes::extended(16383, 0)), 0);
-    EXPECT_EQ(numberOf(bytes::extended(44100).substr(0, 9)), 0);
-    EXPECT_TRUE(std::isinf(numberOf(bytes::extended(0x7FFF, ~std::uint64_t{0}))));
-    EXPECT_EQ(numberOf(bytes::extended(1, half)), 0);
+    EXPECT_EQ(numberOf(extended(44100)), 44100);
+    EXPECT_EQ(numberOf(extended(16383, half)), 1);
+    EXPECT_EQ(numberOf(extended(16382, half)), 0.5);
+    EXPECT_EQ(numberOf(extended(16383 | 0x8000, half)), 1) << "without its sign";
+    EXPECT_EQ(numberOf(extended(0, half)), 0);
+    EXPECT_EQ(numberOf(extended(16383, 0)), 0);
+    EXPECT_EQ(numberOf(extended(44100).substr(0, 9)), 0);
+    EXPECT_TRUE(std::isinf(numberOf(extended(0x7FFF, ~std::uint64_t{0}))));
+    EXPECT_EQ(numberOf(extended(1, half)), 0);
 }
 
 constexpr std::string_view aiffSecond = "aiff 1000 ms 1411k 44100 Hz 16 bit 2 ch";
@@ -143,7 +134,7 @@ TEST(WaveTest, AiffCommonChunkGivesTheProperties) {
 
     const std::pair<std::string, std::string_view> cases[] = {
         {common(), aiffSecond},
-        {common({.channels = 1, .frames = 24'000, .bits = 24, .rate = bytes::extended(48'000)}),
+        {common({.channels = 1, .frames = 24'000, .bits = 24, .rate = extended(48'000)}),
          "aiff 500 ms 1152k 48000 Hz 24 bit 1 ch"},
         {common({.channels = 300, .bits = 256}), "aiff 1000 ms 65535k 44100 Hz 255 bit 255 ch"},
         {common({}, "NONE"), aiffSecond},
@@ -160,17 +151,17 @@ TEST(WaveTest, AiffCommonChunkGivesTheProperties) {
         {common({.rate = zeros(10)}), "nothing"},
         {common().substr(0, 17), "nothing"},
         // 22,254.5454… Hz, as the first Macintosh had
-        {common({.rate = bytes::extended(0x400D, 0xADDD'1745'D145'826B)}),
+        {common({.rate = extended(0x400D, 0xADDD'1745'D145'826B)}),
          "aiff 1981 ms 712k 22254 Hz 16 bit 2 ch"},
         // Rates beyond every field, and below every second.
-        {common({.rate = bytes::extended(0x7FFE, half)}), "nothing"},
-        {common({.bits = 0, .rate = bytes::extended(0x7FFE, half)}), "nothing"},
-        {common({.frames = ~0U, .bits = 0, .rate = bytes::extended(16383 + 33, half)}),
+        {common({.rate = extended(0x7FFE, half)}), "nothing"},
+        {common({.bits = 0, .rate = extended(0x7FFE, half)}), "nothing"},
+        {common({.frames = ~0U, .bits = 0, .rate = extended(16383 + 33, half)}),
          "aiff 499 ms 4294967295 Hz 2 ch"},
-        {common({.frames = ~0U, .rate = bytes::extended(16383 + 32, half)}),
+        {common({.frames = ~0U, .rate = extended(16383 + 32, half)}),
          "aiff 999 ms 65535k 4294967295 Hz 16 bit 2 ch"},
-        {common({.rate = bytes::extended(16383 - 20, half)}), "aiff 4294967295 ms 16 bit 2 ch"},
-        {common({.rate = bytes::extended(16383 - 1050, half)}), "aiff 4294967295 ms 16 bit 2 ch"},
+        {common({.rate = extended(16383 - 20, half)}), "aiff 4294967295 ms 16 bit 2 ch"},
+        {common({.rate = extended(16383 - 1050, half)}), "aiff 4294967295 ms 16 bit 2 ch"},
     };
     for (const auto& [common, wanted] : cases)
         EXPECT_EQ(readAs(aiff(chunkBE("COMM", common))), wanted);

@@ -45,16 +45,6 @@ TEST(CalendarTest, DaysCountOnThroughEveryMonth) {
     EXPECT_EQ(civilFromDays(daysFromCivil({-400, 2, 29})), (CivilDate{-400, 2, 29}));
 }
 
-TEST(CalendarTest, FixedOffsetShiftsTheDay) {
-    const FixedOffsetCalendar tokyo(9 * hour);
-    EXPECT_EQ(tokyo.dateAt(0), (CivilDate{1970, 1, 1}));
-    EXPECT_EQ(tokyo.dateAt(-9 * hour - 1), (CivilDate{1969, 12, 31}));
-    EXPECT_EQ(tokyo.startOfDay({1970, 1, 2}), 15 * hour);
-    const FixedOffsetCalendar hawaii(-10 * hour);
-    EXPECT_EQ(hawaii.dateAt(10 * hour - 1), (CivilDate{1969, 12, 31}));
-    EXPECT_EQ(hawaii.startOfDay({1970, 1, 1}), 10 * hour);
-}
-
 // The zones are spelled out as rules, so that no zone database is needed.
 TEST(CalendarTest, LocalDaysHaveTheHoursThatClocksShowed) {
     struct Case {

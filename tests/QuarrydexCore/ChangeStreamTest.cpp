@@ -2,9 +2,9 @@
 #include "QuarrydexCore/base/Mutex.h"
 #include "QuarrydexCore/platform/Platform.h"
 
+#include "tests/support/LoopImage.h"
 #include "tests/support/TempTree.h"
 
-#include <cstdlib>
 #include <functional>
 #include <map>
 #include <string>
@@ -15,30 +15,19 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/time.h>
-#include <unistd.h>
 
 namespace quarrydex {
 namespace {
 
 using Reports = std::map<std::string, std::uint32_t>; ///< path below the root → flags of all
 
-/// True when the test is to be left; says why, or fails where privileges are promised.
-bool lacks(bool isMissing, const std::string& what) {
-    const char* required = std::getenv("QDX_REQUIRE_PRIVILEGED");
-    if (isMissing && required != nullptr && std::string(required) == "1")
-        ADD_FAILURE() << what;
-    return isMissing;
-}
-
 class ChangeStreamTest : public testing::TestWithParam<StreamKind> {
   protected:
     ChangeStreamTest() { tree_.folder("root"); }
 
     void SetUp() override {
-        const std::string what = "not run: the system lets this process open no such stream";
         const auto stream = streams().open({.paths = {root()}, .kind = GetParam()});
-        if (lacks(stream->status().kind != GetParam(), what))
-            GTEST_SKIP() << what;
+        QDX_NEEDS(stream->status().kind == GetParam() ? "" : "no such stream can be opened here");
     }
 
     [[nodiscard]] static ChangeStreams& streams() { return systemPlatform().changeStreams; }
@@ -260,9 +249,8 @@ TEST_P(ChangeStreamTest, MountsInsideTheRootAreReportedAndNotEntered) {
     const std::string mountPoint = tree_.path("root/a/m");
     tree_.folder("root/a/m");
     open();
-    const std::string what = "not run: this process may not mount";
-    if (lacks(::mount("none", mountPoint.c_str(), "tmpfs", 0, "size=1m") != 0, what))
-        GTEST_SKIP() << what;
+    QDX_NEEDS(mountLack());
+    ASSERT_EQ(::mount("none", mountPoint.c_str(), "tmpfs", 0, "size=1m"), 0);
     const auto waitFor = [&](std::uint32_t flag) {
         MutexLock held(lock_);
         while ((reports_["a/m"] & flag) == 0)
@@ -278,9 +266,8 @@ TEST_P(ChangeStreamTest, MountsInsideTheRootAreReportedAndNotEntered) {
 }
 
 TEST_P(ChangeStreamTest, WatchedDriveCanBeUnmounted) {
-    const std::string what = "not run: this process may not mount";
-    if (lacks(::mount("none", root().c_str(), "tmpfs", 0, "size=1m") != 0, what))
-        GTEST_SKIP() << what;
+    QDX_NEEDS(mountLack());
+    ASSERT_EQ(::mount("none", root().c_str(), "tmpfs", 0, "size=1m"), 0);
     tree_.folder("root/a/b");
     open();
     tree_.file("root/a/b/f");

@@ -109,14 +109,6 @@ TEST(FidxTest, BatchesAreRefusedWholeAtTheStrictLimits) {
     }
 }
 
-TEST(FidxTest, StoreStaysUsableAfterARefusedBatch) {
-    const StoreHandle store = newStore(4, 1000);
-    EXPECT_EQ(appendNames(*store, {"a", "b", "c", "d"}), noParent);
-    EXPECT_EQ(appendNames(*store, {"e", "f", "g"}), 0U);
-    EXPECT_EQ(nameOf(*store, 2), "g");
-    EXPECT_TRUE(fidx_overflowed(store.get()));
-}
-
 TEST(FidxTest, ExtensionIsTheTextAfterTheLastDot) {
     const struct {
         std::string name;
@@ -192,21 +184,6 @@ TEST(FidxTest, ExtensionsThatMeetInTheHashTableStayApart) {
     EXPECT_EQ(store->ext[3], store->ext[0]);
 }
 
-TEST(FidxTest, ExtensionsEnteredFromTheirTextsAreFoundAgain) {
-    const StoreHandle store = newStore();
-    const char* texts[] = {"mp3", "flac", "123456789012345"};
-    for (std::uint32_t id = 1; id <= 3; ++id) {
-        std::strcpy(store->ext_names[id], texts[id - 1]);
-        fidx_ext_insert(store.get(), store->priv, id);
-    }
-    store->ext_count.store(4);
-    appendNames(*store, {"a.FLAC", "b.mp", "c.123456789012345", "d.mp3"});
-    EXPECT_EQ(store->ext[0], 2);
-    EXPECT_EQ(store->ext[1], 4); // new: "mp" is no prefix match of "mp3"
-    EXPECT_EQ(store->ext[2], 3);
-    EXPECT_EQ(store->ext[3], 1);
-}
-
 TEST(FidxTest, OnlyNamesBeyondAsciiReachTheFoldingRoutine) {
     const Folding folding([](const char* name, std::size_t n, char* out) {
         EXPECT_EQ(std::strlen(name), n);
@@ -221,43 +198,18 @@ TEST(FidxTest, OnlyNamesBeyondAsciiReachTheFoldingRoutine) {
     EXPECT_STREQ(store->ext_names[store->ext[1]], "x"); // from the folded name, without filler
 }
 
-TEST(FidxTest, WithoutAFoldingRoutineOnlyAsciiLettersAreFolded) {
-    const StoreHandle store = newStore();
-    appendNames(*store, {"\xC3\x89T\xC3\x89.JPG"});
-    EXPECT_EQ(foldedOf(*store, 0), "\xC3\x89t\xC3\x89.jpg");
-}
-
-TEST(FidxTest, DeletingSetsOneBitAndMetaThreeValues) {
-    const StoreHandle store = newStore();
-    appendNames(*store, {"a.b", "c.d"}, {.size = 1, .name = 0, .mtime = 2, .ctime = 3, .flags = 2});
-    fidx_set_deleted(store.get(), 0);
-    fidx_set_meta(store.get(), 1, 1ULL << 40, 0xFFFFFFFF, 7);
-    EXPECT_EQ(store->flags[0], 0x82);
-    EXPECT_EQ(store->size[0], 1U);
-    EXPECT_EQ(dumpStore(*store).size(), 1U);
-    EXPECT_EQ(dumpStore(*store).begin()->second, (DumpedEntry{2, 1ULL << 40, 0xFFFFFFFF, 7, "d"}));
-}
-
-TEST(FidxTest, TimesAreClampedToTheColumn) {
-    EXPECT_EQ(fidx_seconds(-1), 0U);
-    EXPECT_EQ(fidx_seconds(INT64_MIN), 0U);
-    EXPECT_EQ(fidx_seconds(0), 0U);
-    EXPECT_EQ(fidx_seconds(4'294'967'295), 4'294'967'295U);
-    EXPECT_EQ(fidx_seconds(4'294'967'296), 4'294'967'295U);
-    EXPECT_EQ(fidx_seconds(INT64_MAX), 4'294'967'295U);
-}
-
 /// Names tell their id, so a reader can see whether what it finds belongs together.
 TEST(FidxTest, ReadersSeeOnlyWholeEntriesWhileAnotherThreadAppends) {
     const StoreHandle store = newStore();
-    constexpr std::uint32_t batches = 300;
-    constexpr std::uint32_t perBatch = 7;
+    constexpr std::uint32_t batches = 900;
+    constexpr std::uint32_t perBatch = 70; // in all fewer than there are extensions
     std::atomic<bool> done = false;
     std::atomic<std::uint32_t> faults = 0;
     const auto read = [&] {
         for (bool last = false; !last;) {
             last = done.load();
             const std::uint32_t n = fidx_count(store.get());
+            faults += n % perBatch == 0 ? 0U : 1U;
             for (EntryId id = n > 40 ? n - 40 : 0; id < n; ++id) {
                 const std::string expected = "N" + std::to_string(id) + ".x" + std::to_string(id);
                 const std::uint64_t size = std::atomic_ref(store->size[id]).load();

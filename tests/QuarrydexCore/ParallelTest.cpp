@@ -37,6 +37,9 @@ TEST(ParallelTest, CallsFromManyThreadsAndFromWithinMakeProgress) {
 
 TEST(ParallelTest, AQueueRunsTasksInOrderAndDropsThoseNotBegun) {
     std::vector<int> ran;
+    std::atomic<bool> began{false};
+    std::atomic<bool> mayEnd{false};
+    std::jthread release;
     {
         SerialQueue queue;
         for (int i = 0; i < 100; ++i)
@@ -46,18 +49,17 @@ TEST(ParallelTest, AQueueRunsTasksInOrderAndDropsThoseNotBegun) {
         std::iota(expected.begin(), expected.end(), 0);
         EXPECT_EQ(ran, expected);
 
-        std::atomic<bool> began{false};
-        std::atomic<bool> mayEnd{false};
         queue.post([&] {
             began = true;
-            while (!mayEnd)
-                std::this_thread::yield();
+            began.notify_one();
+            mayEnd.wait(false);
         });
-        while (!began)
-            std::this_thread::yield();
+        began.wait(false);
         queue.post([&] { ran.push_back(-1); });
-        std::thread release([&] { mayEnd = true; });
-        release.detach();
+        release = std::jthread([&] {
+            mayEnd = true;
+            mayEnd.notify_one();
+        });
     }
     // The task behind the running one may have begun before the queue ended, or not; never later.
     EXPECT_GE(ran.size(), 100U);

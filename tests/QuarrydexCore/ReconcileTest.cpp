@@ -85,40 +85,6 @@ TEST_F(ReconcileTest, FoldersAsYoungAsTheReferenceAreReadWhateverTheirTime) {
     expectAsScanned(*index_);
 }
 
-TEST_F(ReconcileTest, ReplacedFolderIsReadWithEverythingBelow) {
-    reader_.addFolder("/r/old", "deep", {.mtime = 100, .birthTime = 1});
-    index_ = scanned();
-    reader_.add("/r/old/deep", "g", aFile); // moved here with its times
-    reader_.child("/r", "old").birthTime = 2;
-    const RefreshStats stats = index_->reconcileByFolderMtime({.threads = 2});
-    EXPECT_EQ(stats.listed, 3U);
-    expectAsScanned(*index_);
-}
-
-TEST_F(ReconcileTest, GoneAndNewFoldersAreFoundThroughTheOneAbove) {
-    reader_.addFolder("/r/young", "deep", {.mtime = 5, .birthTime = 1});
-    reader_.add("/r/young/deep", "f", aFile);
-    index_ = scanned();
-    std::erase_if(reader_.folders["/r"].children, [](auto& c) { return c.first == "young"; });
-    reader_.folders.erase("/r/young");
-    reader_.folders.erase("/r/young/deep");
-    reader_.addFolder("/r", "new", {.mtime = 5, .birthTime = 1});
-    reader_.add("/r/new", "f", aFile);
-    const RefreshStats stats = index_->reconcileByFolderMtime({.threads = 2});
-    EXPECT_EQ(stats.removed, 4U);
-    EXPECT_EQ(stats.added, 2U);
-    expectAsScanned(*index_);
-}
-
-TEST_F(ReconcileTest, RefusedFolderKeepsItsEntries) {
-    reader_.child("/r", "old").mtime = 101;
-    reader_.folders["/r/old"].error = EACCES;
-    reader_.folders["/r/old"].children.clear();
-    const RefreshStats stats = index_->reconcileByFolderMtime({.threads = 2});
-    EXPECT_EQ(stats.removed, 0U);
-    EXPECT_TRUE(knows("/r/old/f"));
-}
-
 TEST_F(ReconcileTest, MissingRootChangesNothing) {
     const StoreDump before = dumpStore(index_->base());
     reader_.folders.clear();

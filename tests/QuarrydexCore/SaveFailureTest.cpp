@@ -1,14 +1,13 @@
 /// A save may fail, or the program die, at every one of its system calls: the old file is whole
 /// afterwards, or the new one is, and nothing else is left.
-#include "QuarrydexCore/base/FileOps.h"
 #include "QuarrydexCore/catalog/ExportFile.h"
 #include "QuarrydexCore/store/fidx_snapshot.h"
 
+#include "tests/support/ScriptedOps.h"
 #include "tests/support/Snapshots.h"
 
 #include <cerrno>
 #include <csignal>
-#include <functional>
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -18,64 +17,11 @@ namespace {
 
 using namespace quarrydex::testing;
 
-/// Counts the calls and does something else in place of one of them, or before or after it.
-class ScriptedOps : public FileOps {
-  public:
-    /// Called with the number of each call; nothing: the call is made, else it returns that, with
-    /// errno as it is.
-    std::function<std::optional<int>(int call)> before;
-    std::function<void(int call)> after;
-    int calls = 0;
-
-    int open(const char* path, int flags, mode_t mode) override {
-        return step([&] { return FileOps::open(path, flags, mode); });
-    }
-
-    ssize_t pwrite(int fd, const void* bytes, std::size_t count, off_t offset) override {
-        return step([&] { return static_cast<int>(FileOps::pwrite(fd, bytes, count, offset)); });
-    }
-
-    int ftruncate(int fd, off_t size) override {
-        return step([&] { return FileOps::ftruncate(fd, size); });
-    }
-
-    int fsync(int fd) override {
-        return step([&] { return FileOps::fsync(fd); });
-    }
-
-    int close(int fd) override {
-        return step([&] { return FileOps::close(fd); });
-    }
-
-    int rename(const char* from, const char* to) override {
-        return step([&] { return FileOps::rename(from, to); });
-    }
-
-  private:
-    template <typename Call> int step(const Call& call) {
-        const int number = ++calls;
-        if (before)
-            if (const auto result = before(number))
-                return *result;
-        const int result = call();
-        if (after)
-            after(number);
-        return result;
-    }
-};
-
-/// Installs the calls for as long as it lives.
-struct Installed {
-    explicit Installed(FileOps& ops) { setFileOps(&ops); }
-
-    ~Installed() { setFileOps(nullptr); }
-};
-
 /// A catalogue that was saved once and has changed since.
 struct Changed {
-    explicit Changed(std::uint32_t entries = 300) {
+    Changed() {
         Random random(2);
-        catalog.emplace(countedCatalog(randomEntries(random, {entries, Names::fewWords})));
+        catalog.emplace(countedCatalog(randomEntries(random, {300, Names::fewWords})));
         catalog->buildOrders();
         catalog->index->save(path(), someInfo());
         old = readBytes(path());
@@ -103,7 +49,6 @@ struct Changed {
 int callsOfASave() {
     Changed changed;
     ScriptedOps ops;
-    const Installed installed(ops);
     changed.catalog->index->save(changed.path(), someInfo());
     return ops.calls;
 }
@@ -114,15 +59,13 @@ TEST(SaveFailureTest, EveryFailedCallLeavesTheOldFileAlone) {
     ASSERT_GE(calls, 15); // open, ten columns and five orders, size, header, fsync, close, rename
     for (const int error : {ENOSPC, EIO, EACCES}) {
         for (int failing = 1; failing <= calls; ++failing) {
-            ScriptedOps ops;
-            ops.before = [&](int call) -> std::optional<int> {
-                if (call != failing)
-                    return std::nullopt;
-                errno = error;
-                return -1;
-            };
-            {
-                const Installed installed(ops);
+            for (const bool isGone : {false, true}) { // from then on, as on a disk that was pulled
+                ScriptedOps ops;
+                ops.before = [&](int call) -> std::optional<int> {
+                    errno = error;
+                    return call == failing || (isGone && call > failing) ? std::optional(-1)
+                                                                         : std::nullopt;
+                };
                 EXPECT_THROW(changed.catalog->index->save(changed.path(), someInfo()), IndexError)
                     << failing;
             }
@@ -136,22 +79,6 @@ TEST(SaveFailureTest, EveryFailedCallLeavesTheOldFileAlone) {
     changed.expectWhole();
 }
 
-/// After the failing call every other one fails too, as on a disk that has gone.
-TEST(SaveFailureTest, ADiskThatIsGoneFailsTheSave) {
-    Changed changed;
-    const int calls = callsOfASave();
-    for (int failing = 1; failing <= calls; ++failing) {
-        ScriptedOps ops;
-        ops.before = [&](int call) -> std::optional<int> {
-            errno = EIO;
-            return call >= failing ? std::optional(-1) : std::nullopt;
-        };
-        const Installed installed(ops);
-        EXPECT_THROW(changed.catalog->index->save(changed.path(), someInfo()), IndexError);
-        ASSERT_TRUE(readBytes(changed.path()) == changed.old) << failing;
-    }
-}
-
 TEST(SaveFailureTest, TheMessageTellsTheFileAndTheReason) {
     Changed changed;
     ScriptedOps ops;
@@ -159,7 +86,6 @@ TEST(SaveFailureTest, TheMessageTellsTheFileAndTheReason) {
         errno = ENOSPC;
         return call == 3 ? std::optional(-1) : std::nullopt;
     };
-    const Installed installed(ops);
     try {
         changed.catalog->index->save(changed.path(), someInfo());
         FAIL() << "saved";
@@ -172,6 +98,13 @@ TEST(SaveFailureTest, TheMessageTellsTheFileAndTheReason) {
 /// Every other call is interrupted by a signal, and writes end early.
 class InterruptedOps : public FileOps {
   public:
+    InterruptedOps() { setFileOps(this); }
+
+    ~InterruptedOps() override { setFileOps(nullptr); }
+
+    InterruptedOps(const InterruptedOps&) = delete;
+    InterruptedOps& operator=(const InterruptedOps&) = delete;
+
     ssize_t pwrite(int fd, const void* bytes, std::size_t count, off_t offset) override {
         return interrupts() ? -1 : FileOps::pwrite(fd, bytes, count / 2 + 1, offset);
     }
@@ -197,12 +130,11 @@ class InterruptedOps : public FileOps {
 
 TEST(SaveFailureTest, SignalsAndShortWritesAreGoneThrough) {
     Changed changed;
-    InterruptedOps ops;
     {
-        const Installed installed(ops);
+        InterruptedOps ops;
         changed.catalog->index->save(changed.path(), someInfo());
+        EXPECT_GT(ops.interruptions, 50);
     }
-    EXPECT_GT(ops.interruptions, 50);
     EXPECT_FALSE(readBytes(changed.path()) == changed.old);
     changed.expectWhole();
 }
@@ -214,7 +146,6 @@ TEST(SaveFailureTest, OtherFilesAreReplacedAsAWholeToo) {
     for (int failing = 1; failing <= 5; ++failing) {
         ScriptedOps ops;
         ops.before = [&](int call) { return call == failing ? std::optional(-1) : std::nullopt; };
-        const Installed installed(ops);
         EXPECT_THROW(ExportFile{"new list"}.save(path), IndexError) << failing;
         EXPECT_EQ(readBytes(path), "old");
         EXPECT_EQ(filesIn(tree.path()), std::vector<std::string>{"a.csv"});
@@ -223,37 +154,27 @@ TEST(SaveFailureTest, OtherFilesAreReplacedAsAWholeToo) {
 
 // --- Death --------------------------------------------------------------------------------------
 
-/// Runs the save in a child and returns its wait status.
-int saveInChild(const Changed& changed, FileOps& ops) {
-    const pid_t child = ::fork();
-    if (child == 0) {
-        const Installed installed(ops);
-        try {
-            changed.catalog->index->save(changed.path(), someInfo());
-        } catch (const IndexError&) {
-            ::_exit(1);
-        }
-        ::_exit(0);
-    }
-    int status = 0;
-    EXPECT_EQ(::waitpid(child, &status, 0), child);
-    return status;
-}
-
 TEST(SaveFailureTest, DyingAtAnyCallLeavesAWholeFile) {
     Changed changed;
     const int calls = callsOfASave();
     for (int last = 1; last <= calls; ++last) {
         for (const bool dieAfter : {false, true}) {
-            ScriptedOps ops;
-            if (dieAfter)
-                ops.after = [last](int call) { call == last ? ::raise(SIGKILL) : 0; };
-            else
-                ops.before = [last](int call) -> std::optional<int> {
-                    call == last ? ::raise(SIGKILL) : 0;
-                    return std::nullopt;
-                };
-            EXPECT_TRUE(WIFSIGNALED(saveInChild(changed, ops))) << last;
+            const pid_t child = ::fork();
+            if (child == 0) {
+                ScriptedOps ops;
+                if (dieAfter)
+                    ops.after = [last](int call) { call == last ? ::raise(SIGKILL) : 0; };
+                else
+                    ops.before = [last](int call) -> std::optional<int> {
+                        call == last ? ::raise(SIGKILL) : 0;
+                        return std::nullopt;
+                    };
+                changed.catalog->index->save(changed.path(), someInfo());
+                ::_exit(0);
+            }
+            int status = 0;
+            ASSERT_EQ(::waitpid(child, &status, 0), child);
+            EXPECT_TRUE(WIFSIGNALED(status)) << last;
             changed.expectWhole();
         }
     }
@@ -261,33 +182,6 @@ TEST(SaveFailureTest, DyingAtAnyCallLeavesAWholeFile) {
     changed.catalog->index->save(changed.path(), someInfo());
     EXPECT_EQ(filesIn(changed.tree.path()), std::vector<std::string>{"a.idx"});
     changed.expectWhole();
-}
-
-/// Killed from outside, at whatever instruction it is: also inside a system call.
-TEST(SaveFailureTest, DyingAtAnyMomentLeavesAWholeFile) {
-    Changed changed(8'000);
-    Random random(1);
-    int killed = 0;
-    for (int round = 0; round < 25; ++round) {
-        const pid_t child = ::fork();
-        if (child == 0) {
-            for (;;) {
-                try {
-                    changed.catalog->index->save(changed.path(), someInfo());
-                } catch (const IndexError&) {
-                    ::_exit(1);
-                }
-            }
-        }
-        const timespec moment{0, static_cast<long>(below(random, 15'000'000))};
-        ::nanosleep(&moment, nullptr);
-        ::kill(child, SIGKILL);
-        int status = 0;
-        ASSERT_EQ(::waitpid(child, &status, 0), child);
-        killed += WIFSIGNALED(status) ? 1 : 0;
-        changed.expectWhole();
-    }
-    EXPECT_EQ(killed, 25);
 }
 
 } // namespace

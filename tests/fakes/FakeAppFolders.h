@@ -15,7 +15,6 @@ class FakeAppFolders final : public AppFolders {
 
     std::string homePath;
     std::string dataPath = homePath + "/.local/share/quarrydex";
-    std::string configPath = homePath + "/.config/quarrydex";
     std::string runtimePath = homePath + "/.run/quarrydex";
     std::vector<std::string> named;
 
@@ -23,7 +22,7 @@ class FakeAppFolders final : public AppFolders {
 
     [[nodiscard]] std::string data() const override { return dataPath; }
 
-    [[nodiscard]] std::string config() const override { return configPath; }
+    [[nodiscard]] std::string config() const override { return homePath + "/.config/quarrydex"; }
 
     [[nodiscard]] std::string runtime() const override { return runtimePath; }
 

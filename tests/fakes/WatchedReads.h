@@ -27,12 +27,9 @@ class WatchedReads final : public FileReads {
 
     Hook beforeOpen{};
     Hook afterRead{};
-    Hook beforeLook{};
     std::function<bool(const std::string& path)> readFails{};
 
     [[nodiscard]] std::optional<FileState> look(const std::string& path) const override {
-        if (beforeLook)
-            beforeLook(path);
         return systemFileReads().look(path);
     }
 

@@ -45,8 +45,7 @@ std::size_t operationsOfThisRun() {
 }
 
 const char* treeOfThisRun() {
-    const char* chosen = std::getenv("QDX_STORM_TREE");
-    if (chosen != nullptr)
+    if (const char* chosen = std::getenv("QDX_STORM_TREE"))
         return chosen;
     return ::access("/dev/shm", W_OK) == 0 ? "/dev/shm" : nullptr;
 }
@@ -130,9 +129,9 @@ class StormTest : public testing::TestWithParam<StreamKind> {
 
     void SetUp() override {
         const auto stream = streams_->open({.paths = {root()}, .kind = GetParam()});
-        if (stream->status().kind == GetParam())
-            return;
-        QDX_NEEDS(std::string("the system lets this process open no such stream"));
+        QDX_NEEDS(std::string(stream->status().kind == GetParam()
+                                  ? ""
+                                  : "the system lets this process open no such stream"));
     }
 
     [[nodiscard]] std::string root() const { return tree_.path("root"); }
@@ -183,6 +182,15 @@ class StormTest : public testing::TestWithParam<StreamKind> {
         caughtUp_.get_future().wait();
     }
 
+    /// Watches from a moment on, until what has happened since is caught up with.
+    void resume(std::uint64_t since, bool deepPass = false) {
+        Watch options = watch();
+        options.since = since;
+        options.deepPass = deepPass;
+        openWatcher(std::move(options));
+        caughtUp_.get_future().wait();
+    }
+
     /// Operations at full speed, with applies, and `beside`, at any moment between them.
     void rage(
         std::size_t operations, const std::function<void()>& beside = [] {}) {
@@ -209,17 +217,15 @@ class StormTest : public testing::TestWithParam<StreamKind> {
         watcher_->flush();
     }
 
-    [[nodiscard]] std::string snapshot() const { return tree_.path("a.idx"); }
-
     void save() const {
         SnapshotInfo info;
         info.eventID = watcher_->lastEventID(); // before the catalogue is looked at
-        index_->save(snapshot(), info);
+        index_->save(tree_.path("a.idx"), info);
     }
 
     /// The catalogue of the snapshot, found to be sound.
     [[nodiscard]] LoadedCatalog loaded() const {
-        auto catalog = VolumeIndex::load(snapshot(), {}, 1U << 24, std::uint64_t{1} << 30);
+        auto catalog = VolumeIndex::load(tree_.path("a.idx"), {}, 1U << 24, std::uint64_t{1} << 30);
         if (!catalog)
             throw std::runtime_error("there is no snapshot");
         EXPECT_TRUE(catalog->index->validate());
@@ -281,14 +287,11 @@ TEST_P(StormTest, CatalogueFollowsALiveStorm) {
     EXPECT_GT(listed, 0U);
     EXPECT_LE(listed, 3 * touched_);
 
-    HitSet hits;
-    hits.entries = index_->count();
-    hits.bits.resize(bitWords(index_->count()));
+    std::vector<EntryId> live;
     for (EntryId id = 0; id < index_->count(); ++id)
-        if ((index_->flags(id) & (EntryFlags::deleted | EntryFlags::root)) == 0) {
-            setBit(hits.bits, id);
-            ++hits.count;
-        }
+        if ((index_->flags(id) & (EntryFlags::deleted | EntryFlags::root)) == 0)
+            live.push_back(id);
+    const HitSet hits{index_->hitBitset(live), index_->count(), live.size()};
     for (SortKey key : allSortKeys) {
         const std::vector<EntryId> rows = index_->ordered(hits, key, {.directSortLimit = 0});
         EXPECT_EQ(rows.size(), hits.count);
@@ -326,10 +329,7 @@ TEST_P(StormTest, AnySnapshotOfAStormCanBeCaughtUpFrom) {
         watcher_.reset();
         LoadedCatalog saved = loaded();
         index_ = std::move(saved.index);
-        Watch options = watch();
-        options.since = saved.info.eventID;
-        openWatcher(options);
-        caughtUp_.get_future().wait();
+        resume(saved.info.eventID);
         expectAsScanned();
     }
     std::printf("%zu saves\n", saves);
@@ -342,10 +342,7 @@ TEST_P(StormTest, ReplayFindsWhatHappenedWhileNobodyWatched) {
     for (int round = 0; round < 3; ++round) {
         watcher_.reset();
         storm().run(3'000);
-        Watch options = watch();
-        options.since = since;
-        openWatcher(options);
-        caughtUp_.get_future().wait();
+        resume(since);
         expectAsScanned();
         storm().run(500);
         watcher_->flush();
@@ -360,11 +357,7 @@ TEST_P(StormTest, DeepPassFindsWritesInPlaceWhileNobodyWatched) {
     const std::uint64_t since = watcher_->lastEventID();
     watcher_.reset();
     storm().run(3'000);
-    Watch options = watch();
-    options.since = since;
-    options.deepPass = true;
-    openWatcher(options);
-    caughtUp_.get_future().wait();
+    resume(since, /*deepPass=*/true);
     deepPassDone_.get_future().wait();
     watcher_->flush();
     expectAsScanned();

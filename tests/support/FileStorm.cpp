@@ -2,13 +2,9 @@
 
 #include "QuarrydexCore/base/Fd.h"
 
-#include <algorithm>
 #include <array>
-#include <cerrno>
-#include <cstdio>
 #include <filesystem>
 #include <iterator>
-#include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -83,9 +79,10 @@ void FileStorm::step() {
     }
 }
 
-std::size_t FileStorm::takeTouched() {
+std::vector<std::string> FileStorm::takeFolders() {
     MutexLock held(lock_);
-    return std::exchange(touched_, {}).size();
+    const std::set<std::string> taken = std::exchange(touched_, {});
+    return {taken.begin(), taken.end()};
 }
 
 // --- Choosing -----------------------------------------------------------------------------------

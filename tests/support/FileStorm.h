@@ -17,6 +17,7 @@
 #include <set>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace quarrydex {
 
@@ -40,8 +41,10 @@ class FileStorm {
 
     void step();
 
-    /// Distinct folders touched since the last call.
-    [[nodiscard]] std::size_t takeTouched();
+    /// The folders touched since the last call, and how many they are.
+    [[nodiscard]] std::vector<std::string> takeFolders();
+
+    [[nodiscard]] std::size_t takeTouched() { return takeFolders().size(); }
 
   private:
     [[nodiscard]] std::size_t below(std::size_t n) { return random_() % n; }

@@ -6,13 +6,13 @@
 #include "QuarrydexCore/query/Query.h"
 
 #include "tests/support/PlainCatalog.h"
+#include "tests/support/PosixRegex.h"
+#include "tests/support/RandomAudio.h"
 
 #include <algorithm>
 #include <map>
 #include <string>
 #include <vector>
-
-#include <regex.h>
 
 namespace quarrydex::testing {
 
@@ -42,6 +42,14 @@ class SlowSearch {
         return out;
     }
 
+    /// Whether the pattern is the whole name: * is any bytes, ? one character.
+    static bool globs(std::string_view pattern, std::string_view name) {
+        std::vector<bool> isStart(name.size() + 1);
+        for (std::size_t at = 0; at < name.size(); at += characterLength(name.substr(at)))
+            isStart[at] = true;
+        return globsFrom(pattern, name, 0, isStart);
+    }
+
   private:
     static std::string below(const std::string& path) { return path == "/" ? "" : path; }
 
@@ -64,8 +72,9 @@ class SlowSearch {
 
     [[nodiscard]] bool satisfiesAll(EntryId id, const std::vector<Term>& group) const {
         return std::ranges::all_of(group, [&](const Term& term) {
-            const bool invalid = std::holds_alternative<preds::Regex>(term.pred) &&
-                                 !compiles(std::get<preds::Regex>(term.pred).pattern);
+            const bool invalid =
+                std::holds_alternative<preds::Regex>(term.pred) &&
+                !PosixRegex(std::get<preds::Regex>(term.pred).pattern, true).isValid();
             return !invalid && std::visit([&](const auto& p) { return is(id, p, term); },
                                           term.pred) != term.neg;
         });
@@ -82,12 +91,7 @@ class SlowSearch {
     }
 
     bool is(EntryId id, const preds::Regex& p, const Term& t) const {
-        regex_t re;
-        ::regcomp(&re, p.pattern.c_str(),
-                  REG_EXTENDED | REG_NOSUB | (t.caseSensitive ? 0 : REG_ICASE));
-        const bool found = ::regexec(&re, entries_[id].name.c_str(), 0, nullptr, 0) == 0;
-        ::regfree(&re);
-        return found;
+        return PosixRegex(p.pattern, t.caseSensitive).matches(entries_[id].name);
     }
 
     bool is(EntryId id, const preds::Ext& p, const Term&) const {
@@ -128,61 +132,11 @@ class SlowSearch {
 
     bool is(EntryId id, const preds::Audio& p, const Term&) const {
         const auto found = audio_.find(id);
-        if (found == audio_.end())
-            return false;
-        const AudioMeta& meta = found->second;
-        const auto inRange = [&](std::int64_t v) {
-            return v != 0 && p.cond.lo <= v && v <= p.cond.hi;
-        };
-        const auto hasText = [&](const std::string& text) {
-            return !text.empty() && holds(fold(text), fold(p.cond.text));
-        };
-        switch (p.cond.field) {
-        case AudioCond::Field::bitrate:
-            return inRange(meta.bitrateKbps);
-        case AudioCond::Field::bpm:
-            return inRange(meta.bpm10);
-        case AudioCond::Field::dur:
-            return inRange(meta.durationMs);
-        case AudioCond::Field::year:
-            return inRange(meta.year);
-        case AudioCond::Field::rate:
-            return inRange(meta.sampleRate);
-        case AudioCond::Field::bits:
-            return inRange(meta.bits);
-        case AudioCond::Field::channels:
-            return inRange(meta.channels);
-        case AudioCond::Field::lossless:
-            return (meta.codec == AudioCodec::flac || meta.codec == AudioCodec::pcm) == p.cond.flag;
-        case AudioCond::Field::artist:
-            return hasText(meta.artist);
-        case AudioCond::Field::title:
-            return hasText(meta.title);
-        case AudioCond::Field::album:
-            return hasText(meta.album);
-        case AudioCond::Field::genre:
-            return hasText(meta.genre);
-        case AudioCond::Field::key:
-            return hasText(meta.key);
-        case AudioCond::Field::codec:
-            return holds(fold(meta.codec == AudioCodec::mp3    ? "MP3"
-                              : meta.codec == AudioCodec::flac ? "FLAC"
-                                                               : "PCM"),
-                         fold(p.cond.text));
-        }
-        return false;
+        return found != audio_.end() && satisfies(found->second, p.cond);
     }
 
     static bool holds(std::string_view text, std::string_view part) {
         return text.find(part) != std::string_view::npos;
-    }
-
-    static bool compiles(const std::string& pattern) {
-        regex_t re;
-        const bool good = ::regcomp(&re, pattern.c_str(), REG_EXTENDED | REG_NOSUB) == 0;
-        if (good)
-            ::regfree(&re);
-        return good;
     }
 
     /// Length of the valid UTF-8 character at the start of the text, else 1.
@@ -202,13 +156,6 @@ class SlowSearch {
         const bool overlong = (lead == 0xE0 && at(1) < 0xA0) || (lead == 0xF0 && at(1) < 0x90);
         const bool outside = (lead == 0xED && at(1) > 0x9F) || (lead == 0xF4 && at(1) > 0x8F);
         return overlong || outside ? 1 : length;
-    }
-
-    static bool globs(std::string_view pattern, std::string_view name) {
-        std::vector<bool> isStart(name.size() + 1);
-        for (std::size_t at = 0; at < name.size(); at += characterLength(name.substr(at)))
-            isStart[at] = true;
-        return globsFrom(pattern, name, 0, isStart);
     }
 
     static bool globsFrom(std::string_view pattern,

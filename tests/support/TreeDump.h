@@ -2,7 +2,6 @@
 /// owners, inode numbers, link counts, contents and targets. Times are left out.
 #pragma once
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>

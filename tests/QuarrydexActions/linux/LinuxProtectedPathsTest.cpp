@@ -93,19 +93,8 @@ TEST_F(LinuxProtectedPathsTest, LinksLeadNoWayAroundTheRules) {
 TEST_F(LinuxProtectedPathsTest, HostileUserDirsDoNoHarm) {
     const std::string path = "homes/ann/.config/user-dirs.dirs";
     std::mt19937 random(11);
-    const std::string_view pieces[] = {"XDG_",
-                                       "_DIR",
-                                       "=",
-                                       "\"",
-                                       "$HOME",
-                                       "/",
-                                       "..",
-                                       "\\",
-                                       "\n",
-                                       "MUSIC",
-                                       std::string_view("\0", 1),
-                                       "\xFF",
-                                       " "};
+    const std::string_view pieces[] = {"XDG_", "_DIR", "=",     "\"",      "$HOME", "/", "..",
+                                       "\\",   "\n",   "MUSIC", {"\0", 1}, "\xFF",  " "};
     for (int i = 0; i < 300; ++i) {
         std::string text;
         for (auto n = random() % 60; n > 0; --n)

@@ -22,6 +22,13 @@ using Paths = std::vector<std::string>;
 
 class ModelNameSearchTest : public ::testing::Test {
   protected:
+    void addMany(const char* name) {
+        std::vector<testing::PlainEntry> entries;
+        for (std::uint32_t i = 0; i < 50'000; ++i)
+            entries.push_back({.name = name, .parent = 0, .mtime = i});
+        add("/a", std::move(entries));
+    }
+
     void add(const std::string& root, std::vector<testing::PlainEntry> entries) {
         entries.insert(entries.begin(), {root, noParent, EntryFlags::dir | EntryFlags::root});
         model_.addVolume(root, std::shared_ptr<VolumeIndex>(testing::catalogOf(entries)));
@@ -68,9 +75,8 @@ TEST_F(ModelNameSearchTest, NamesThatBeginWithTheTextComeFirstThenTheNewest) {
 
 TEST_F(ModelNameSearchTest, FewOfMoreHitsThanAreLookedAtAreTheNewest) {
     std::vector<testing::PlainEntry> entries;
-    std::vector<std::string> names;
     for (std::uint32_t i = 0; i < 1000; ++i)
-        entries.push_back(file(names.emplace_back("a song " + std::to_string(i)).c_str(), i + 1));
+        entries.push_back({.name = "a song " + std::to_string(i), .parent = 0, .mtime = i + 1});
     add("/a", std::move(entries));
     EXPECT_EQ(find("song", 2), (Paths{"/a/a song 999", "/a/a song 998"}));
     EXPECT_EQ(find("song", 300).size(), 300U);
@@ -92,10 +98,7 @@ TEST_F(ModelNameSearchTest, HalfAQueryFindsNothing) {
 }
 
 TEST_F(ModelNameSearchTest, ANewerQuestionEndsTheOlderOnes) {
-    std::vector<testing::PlainEntry> entries;
-    for (std::uint32_t i = 0; i < 50'000; ++i)
-        entries.push_back(file("old and new", i));
-    add("/a", std::move(entries));
+    addMany("old and new");
     add("/b", {file("new", 7)});
     std::vector<std::pair<int, std::size_t>> answers; // question and number of items
     for (int question = 0; question < 50; ++question)
@@ -111,10 +114,7 @@ TEST_F(ModelNameSearchTest, ANewerQuestionEndsTheOlderOnes) {
 }
 
 TEST_F(ModelNameSearchTest, EndsWhileItSearchesWithoutAnswering) {
-    std::vector<testing::PlainEntry> entries;
-    for (std::uint32_t i = 0; i < 50'000; ++i)
-        entries.push_back(file("song", i));
-    add("/a", std::move(entries));
+    addMany("song");
     for (int round = 0; round < 20; ++round) {
         bool isAnswered = false;
         for (int question = 0; question < 3; ++question)

@@ -66,23 +66,21 @@ TEST_F(SingleInstanceTest, LaterStartsReachTheFirstWithTheirTokens) {
               (QStringList{"toggle:t1", "show:", QStringLiteral("search Café \"a b\":t3")}));
 }
 
-TEST_F(SingleInstanceTest, TheNameIsFreeWhenTheFirstHasEnded) {
+TEST_F(SingleInstanceTest, AStartThatReachesNobodyIsOnItsOwn) {
     EXPECT_EQ(first_->claim(), Role::first);
     EXPECT_EQ(second_->claim(), Role::second);
     first_.reset();
     EXPECT_FALSE(second_->askToShow(""));
     EXPECT_EQ(second_->claim(), Role::first);
-}
+    second_.reset();
 
-TEST_F(SingleInstanceTest, AnInstanceThatHangsIsNotWaitedForLong) {
     const FakeBusService hanging(PrivateBus::shared().connect(), busNames::service,
                                  [](const QDBusMessage&) { return QDBusMessage(); });
-    EXPECT_EQ(second_->claim(), Role::second);
-    second_->setLimit(std::chrono::milliseconds(1));
-    EXPECT_FALSE(second_->askToShow(""));
-}
+    SingleInstance waiting(PrivateBus::shared().connect());
+    EXPECT_EQ(waiting.claim(), Role::second);
+    waiting.setLimit(std::chrono::milliseconds(1));
+    EXPECT_FALSE(waiting.askToShow(""));
 
-TEST_F(SingleInstanceTest, WithoutABusEveryStartIsAlone) {
     SingleInstance alone(PrivateBus::broken());
     EXPECT_EQ(alone.claim(), Role::alone);
     EXPECT_FALSE(alone.askToShow(""));

@@ -3,6 +3,7 @@
 #include "QuarrydexApp/metadata/MetaClient.h"
 #include "QuarrydexApp/metadata/Protocol.h"
 
+#include "tests/support/AudioBytes.h"
 #include "tests/support/EventLoop.h"
 #include "tests/support/Program.h"
 #include "tests/support/TempTree.h"
@@ -16,8 +17,6 @@
 #include <QProcess>
 #include <QStringEncoder>
 
-#include <array>
-#include <cmath>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -151,29 +150,12 @@ std::string contents(const std::string& path) {
     return file.open(QIODevice::ReadOnly) ? file.readAll().toStdString() : "";
 }
 
-std::string bigEndian(std::uint32_t value) {
-    std::string bytes;
-    for (int shift = 24; shift >= 0; shift -= 8)
-        bytes += static_cast<char>(value >> shift);
-    return bytes;
-}
-
-/// One chunk of a PNG, with the sum that its reader insists on.
-std::string chunk(const std::string& typeAndData) {
-    std::uint32_t crc = 0xFFFFFFFF;
-    for (char c : typeAndData) {
-        crc ^= static_cast<unsigned char>(c);
-        for (int bit = 0; bit < 8; ++bit)
-            crc = (crc >> 1) ^ ((crc & 1) != 0 ? 0xEDB88320 : 0);
-    }
-    return bigEndian(static_cast<std::uint32_t>(typeAndData.size() - 4)) + typeAndData +
-           bigEndian(~crc);
-}
-
-std::string png(std::uint32_t width, std::uint32_t height) {
-    return "\x89PNG\r\n\x1A\n" +
-           chunk("IHDR" + bigEndian(width) + bigEndian(height) + "\x08\x06\0\0\0"s) +
-           chunk("IDAT\x78\x9C"s) + chunk("IEND");
+/// A picture without any lines. `crc` is the sum of its header, on which readers insist.
+std::string png(std::uint32_t width, std::uint32_t height, std::uint32_t crc) {
+    return "\x89PNG\r\n\x1A\n\0\0\0\x0DIHDR"s + bytes::be(width, 4) + bytes::be(height, 4) +
+           "\x08\x06\0\0\0"s + bytes::be(crc, 4) +
+           "\0\0\0\x02IDAT\x78\x9C\x62\xA4\x91\x2B"
+           "\0\0\0\0IEND\xAE\x42\x60\x82"s;
 }
 
 } // namespace
@@ -241,7 +223,6 @@ cd "$0"
 ff() { ffmpeg -nostdin -v error "$@"; }
 film() { ff -f lavfi -i testsrc=d=2:s=320x180:r=10 -f lavfi -i sine=d=2:r=44100 "$@"; }
 ff -f lavfi -i sine=d=2:r=44100 -ac 2 -c:a pcm_s16le a.wav
-ff -i a.wav a.aiff
 ff -i a.wav a.flac
 ff -i a.wav -b:a 128k a.ogg
 ff -i a.wav -i cover.png -map 0 -map 1 -c:v copy -id3v2_version 3 -b:a 128k a.mp3
@@ -251,21 +232,19 @@ ff -i a.mp4 -c copy -metadata:s:v:0 rotate=90 turned.mp4
 film -c:v mpeg4 -c:a aac a.mkv
 film -c:v mpeg4 -c:a mp2 a.avi
 film -c:v mpeg2video -c:a mp2 a.ts
-film -c:v mpeg2video -c:a mp2 a.mpg
-film -c:v wmv2 -c:a wmav2 a.wmv
 )sh",
                     write("cover.png", flag(60, 40), "png").substr(0, tree_.path().size())});
     if (made.status == 77)
         GTEST_SKIP() << "not run: ffmpeg is needed";
     ASSERT_EQ(made.status, 0) << made.err;
 
+    const QSize none(0, 0), wide(320, 180);
     const std::vector<std::pair<const char*, QSize>> cases = {
-        {"a.wav", {0, 0}},          {"a.aiff", {0, 0}},    {"a.flac", {0, 0}},
-        {"a.ogg", {0, 0}},          {"a.mp3", {0, 0}},     {"a.aac", {0, 0}},
-        {"a.mp4", {320, 180}},      {"a.mkv", {320, 180}}, {"a.avi", {320, 180}},
-        {"a.ts", {320, 180}},       {"a.mpg", {320, 180}}, {"a.wmv", {320, 180}},
-        {"turned.mp4", {180, 320}},
-    };
+        {"a.wav", none}, {"a.flac", none},
+        {"a.ogg", none}, {"a.mp3", none},
+        {"a.aac", none}, {"a.mp4", wide},
+        {"a.mkv", wide}, {"a.avi", wide},
+        {"a.ts", wide},  {"turned.mp4", wide.transposed()}};
     for (const auto& [name, size] : cases) {
         SCOPED_TRACE(name);
         const std::string path = tree_.path(name);
@@ -292,18 +271,11 @@ TEST_F(ForeignFilesTest, TextsAreShownInWhatTheyAreWrittenIn) {
         {"utf8", text.toStdString(), text},
         {"marked", "\xEF\xBB\xBF" + text.toStdString(), text},
         {"utf16", wide.toStdString(), text},
-        {"latin1",
-         "Gr\xFC\xDF"
-         "e",
-         QStringLiteral("Grüße")},
+        {"latin1", "Gr\xFC\xDFig", QStringLiteral("Grüßig")},
         {"colours", "\x1B[1mbold\x1B[0m\n", QStringLiteral("\x1B[1mbold\x1B[0m\n")},
         {"like a picture", "BM is no picture", QStringLiteral("BM is no picture")},
         {"like a film", "The AVI AVI file", QStringLiteral("The AVI AVI file")},
-        {"program",
-         std::string("\x7F"
-                     "ELF\2\1\1\0\0\0",
-                     10),
-         QString()},
+        {"program", "\177ELF\2\1\1\0\0\0"s, QString()},
         {"empty", "", QString()},
     };
     for (const auto& [name, bytes, shown] : cases) {
@@ -362,10 +334,10 @@ TEST_F(ForeignFilesTest, HostileFilesAreAnsweredAndSurvived) {
     laughter += "]><svg width='60' height='40'><text>&a10;</text></svg>";
 
     const std::vector<std::pair<const char*, std::string>> files = {
-        {"widest.png", png(0x7FFFFFFF, 0x7FFFFFFF)},
-        {"wider.png", png(0x80000000, 0x80000000)},
-        {"large.png", png(60'000, 60'000)},
-        {"flat.png", png(0, 0)},
+        {"widest.png", png(0x7FFFFFFF, 0x7FFFFFFF, 0x14C90B66)},
+        {"wider.png", png(0x80000000, 0x80000000, 0xFDB4594A)},
+        {"large.png", png(60'000, 60'000, 0x80D27542)},
+        {"flat.png", png(0, 0, 0x3B8B7C12)},
         {"huge.bmp", "BM" + std::string(12, '\0') + "\x28\0\0\0\xFF\xFF\xFF\x7F\xFF\xFF\xFF\x7F"s +
                          "\x01\0\x20\0"s + std::string(64, '\0')},
         {"huge.ppm", "P6\n2147483647 2147483647\n255\n"},

@@ -60,10 +60,10 @@ class MetaClientTest : public ::testing::Test {
         return metas;
     }
 
-    [[nodiscard]] std::vector<std::string> paths() const {
-        std::vector<std::string> all;
+    [[nodiscard]] std::string paths() const {
+        std::string all;
         for (const Got& got : got_)
-            all.push_back(got.path);
+            all += got.path;
         return all;
     }
 
@@ -124,12 +124,11 @@ TEST_F(MetaClientTest, TheNewestComesFirstAndTheOldestDropsOut) {
     for (const char* path : {"/1", "/2", "/3", "/4", "/5"})
         ask(path);
     ASSERT_TRUE(comesTo([&] { return got_.size() == 5; }));
-    std::vector<std::string> dropped;
-    std::vector<std::string> read;
+    std::string dropped, read;
     for (const Got& got : got_)
-        (got.meta == FileMeta{} ? dropped : read).push_back(got.path);
-    EXPECT_EQ(read, (std::vector<std::string>{"/5", "/4", "/3"}));
-    EXPECT_EQ(dropped, (std::vector<std::string>{"/1", "/2"}));
+        (got.meta == FileMeta{} ? dropped : read) += got.path;
+    EXPECT_EQ(read, "/5/4/3");
+    EXPECT_EQ(dropped, "/1/2");
 }
 
 TEST_F(MetaClientTest, WhatIsWithdrawnIsNotAnswered) {
@@ -141,7 +140,7 @@ TEST_F(MetaClientTest, WhatIsWithdrawnIsNotAnswered) {
     client().withdraw(dropped);
     client().withdraw(waiting);
     ASSERT_TRUE(comesTo([&] { return got_.size() == 2; }));
-    EXPECT_EQ(paths(), (std::vector<std::string>{"/3", "/1"}));
+    EXPECT_EQ(paths(), "/3/1");
     client().withdraw(waiting);
 
     // One that is being worked on, and one behind it.
@@ -159,7 +158,7 @@ TEST_F(MetaClientTest, WhatIsWithdrawnIsNotAnswered) {
     });
     ASSERT_TRUE(comesTo([&] { return hasBegun; }));
     answers({"/last"});
-    EXPECT_EQ(paths(), std::vector<std::string>{"/last"});
+    EXPECT_EQ(paths(), "/last");
 }
 
 TEST_F(MetaClientTest, AWithdrawnFileThatHangsStillMakesWay) {
@@ -174,7 +173,7 @@ TEST_F(MetaClientTest, AWithdrawnFileThatHangsStillMakesWay) {
     ASSERT_TRUE(comesTo([&] { return isWithdrawn; }));
     const auto after = answers({"/good"});
     EXPECT_NE(after[0], FileMeta{});
-    EXPECT_EQ(paths(), std::vector<std::string>{"/good"});
+    EXPECT_EQ(paths(), "/good");
 }
 
 TEST_F(MetaClientTest, AProgramThatDoesNotWorkLeavesEverythingUnknown) {

@@ -133,10 +133,10 @@ TEST(ProtocolTest, AStreamThatAnnouncesTooMuchGivesNothingMore) {
 }
 
 TEST(ProtocolTest, ATimeThatNoCalendarShowsIsUnknown) {
-    for (const auto& [time, isKnown] : std::vector<std::pair<std::uint64_t, bool>>{
-             {253'402'300'799, true}, {253'402'300'800, false}, {std::uint64_t{1} << 63, false}}) {
+    const std::uint64_t last = 253'402'300'799;
+    for (const std::uint64_t time : {last, last + 1, std::uint64_t{1} << 63}) {
         const auto back = decodeAnswer(with(encode(answer()), 18, time));
-        EXPECT_EQ(back.value().found.meta.atime.has_value(), isKnown) << time;
+        EXPECT_EQ(back.value().found.meta.atime.has_value(), time == last) << time;
     }
 }
 

@@ -38,7 +38,22 @@ struct FileWindow : TableWindow {
     }
 
     [[nodiscard]] std::string path(const std::string& name) const { return tree.path(name); }
+
+    void moveToTrash(Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+        press(Qt::Key_Delete, modifiers);
+        finishActions();
+    }
+
+    /// Types over the stem of the selected name, and ends with that key.
+    void editName(const char* typed, Qt::Key end = Qt::Key_Return) {
+        press(Qt::Key_F2);
+        QTest::keyClicks(editor(), typed);
+        QTest::keyClick(editor(), end);
+        finishActions();
+    }
 };
+
+using Told = std::vector<std::pair<std::string, std::string>>; ///< messages and texts
 
 constexpr const char* filesText = "You can restore them from the Trash.";
 constexpr const char* folderText =
@@ -56,55 +71,39 @@ TEST(TrashTest, AsksFirstAndSaysWhatWillHappen) {
                  {{0, 3}, "Move 3 items to the Trash?", filesText},
                  {{0, 4}, "Move 4 items to the Trash?", folderText}};
 
-    for (const auto& c : cases) {
-        FileWindow w;
-        w.alerts.answer = {.isYes = false, .suppresses = true};
-        w.select(c.rows);
-        w.press(Qt::Key_Delete);
-        ASSERT_EQ(w.alerts.asked.size(), 1U);
-        const Alerts::Question& asked = w.alerts.asked[0];
-        EXPECT_EQ(asked.message, c.message);
-        EXPECT_EQ(asked.text, c.text);
-        EXPECT_EQ(asked.yes, "Move to Trash");
-        EXPECT_EQ(asked.no, "Cancel");
-        EXPECT_EQ(asked.suppression, "Don’t ask again");
-        w.finishActions();
-        EXPECT_TRUE(w.trash.taken.empty());
-        EXPECT_TRUE(w.prefs.confirmTrash()); // the check box counts with the first button alone
+    FileWindow w;
+    w.alerts.answer = {.isYes = false, .suppresses = true};
+    for (const auto& [rows, message, text] : cases) {
+        w.select(rows);
+        w.moveToTrash();
+        const Alerts::Question& asked = w.alerts.asked.back();
+        EXPECT_EQ(asked.message, message);
+        EXPECT_EQ(asked.text, text);
+        EXPECT_EQ(asked.yes + '|' + asked.no, "Move to Trash|Cancel");
     }
+    EXPECT_EQ(w.alerts.asked.size(), 4U);
+    EXPECT_TRUE(w.trash.taken.empty());
+    EXPECT_TRUE(w.prefs.confirmTrash()); // the check box counts with the first button alone
+
+    w.alerts.answer.isYes = true;
+    w.moveToTrash();
+    EXPECT_FALSE(w.prefs.confirmTrash());
 }
 
 TEST(TrashTest, TrashedRowsAreGoneAtOnce) {
     FileWindow w;
     w.select({1, 3});
-    w.press(Qt::Key_Delete, Qt::ControlModifier);
-    w.finishActions();
+    w.moveToTrash(Qt::ControlModifier);
     EXPECT_EQ(w.trash.taken, (Names{w.path("b.txt"), w.path("c.txt")}));
     EXPECT_TRUE(w.table->selected().empty());
     EXPECT_TRUE(w.table->values().isGone(w.table->shown().row(1)));
     EXPECT_FALSE(w.table->values().isGone(w.table->shown().row(0)));
 
     w.table->selectAll(); // nothing is done twice
-    EXPECT_EQ(w.table->coordinator().selectedItems().size(), 2U);
-    w.press(Qt::Key_Delete);
-    w.finishActions();
+    w.moveToTrash();
     EXPECT_EQ(w.trash.taken.size(), 4U);
-    w.press(Qt::Key_Delete); // nothing is left
+    w.moveToTrash(); // nothing is left
     EXPECT_EQ(w.alerts.asked.size(), 2U);
-}
-
-TEST(TrashTest, DontAskAgainIsRemembered) {
-    FileWindow w;
-    w.alerts.answer = {.isYes = true, .suppresses = true};
-    w.table->selectRow(0);
-    w.press(Qt::Key_Delete);
-    w.finishActions();
-    EXPECT_FALSE(w.prefs.confirmTrash());
-    w.table->selectRow(1);
-    w.press(Qt::Key_Delete);
-    w.finishActions();
-    EXPECT_EQ(w.alerts.asked.size(), 1U);
-    EXPECT_EQ(w.trash.taken.size(), 2U);
 }
 
 TEST(TrashTest, FailuresAreToldTogether) {
@@ -115,22 +114,17 @@ TEST(TrashTest, FailuresAreToldTogether) {
                                             : TrashResult{TrashResult::Kind::unsupported, ""};
     };
     w.select({0, 3});
-    w.press(Qt::Key_Delete);
-    w.finishActions();
-    ASSERT_EQ(w.alerts.told.size(), 1U);
-    EXPECT_EQ(w.alerts.told[0].first, "Moving to the Trash: 2 items not processed");
-    const auto noTrash = [](const std::string& name) {
-        return "There is no Trash for “" + name + "” (e.g. a network or read-only drive).";
-    };
-    EXPECT_EQ(w.alerts.told[0].second, noTrash("a.txt") + "\n" + noTrash("c.txt"));
+    w.moveToTrash();
     EXPECT_EQ(w.selectedNames(), (Names{"a.txt", "c.txt"}));
-
     w.tree.remove("a.txt");
     w.table->selectRow(0);
-    w.press(Qt::Key_Delete);
-    w.finishActions();
-    EXPECT_EQ(w.alerts.told[1], std::pair(std::string("Moving to the Trash did not work"),
-                                          std::string("“a.txt” no longer exists.")));
+    w.moveToTrash();
+    EXPECT_TRUE(w.alerts.asked.empty());
+    EXPECT_EQ(w.alerts.told,
+              (Told{{"Moving to the Trash: 2 items not processed",
+                     "There is no Trash for “a.txt” (e.g. a network or read-only drive).\n"
+                     "There is no Trash for “c.txt” (e.g. a network or read-only drive)."},
+                    {"Moving to the Trash did not work", "“a.txt” no longer exists."}}));
 }
 
 // --- Drives that are not connected --------------------------------------------------------------
@@ -147,18 +141,13 @@ TEST(OfflineTest, EveryOperationIsRefusedWithTheDrivesName) {
     w.press(Qt::Key_Delete);
     w.table->selectRow(4);
     w.press(Qt::Key_F2);
-    ASSERT_EQ(w.alerts.told.size(), 5U);
-    for (const auto& [message, text] : w.alerts.told) {
-        EXPECT_EQ(message, "“Blue Stick” is not connected");
-        EXPECT_EQ(text, "The file is on a drive that is not connected right now. The catalog stays "
-                        "searchable; opening and showing work again as soon as the drive is back.");
-    }
     w.finishActions();
-    EXPECT_TRUE(w.alerts.asked.empty());
-    EXPECT_TRUE(w.opener.opened.empty());
-    EXPECT_TRUE(w.opener.revealed.empty());
+    ASSERT_EQ(w.alerts.told.size(), 5U);
+    for (const auto& [message, text] : w.alerts.told)
+        EXPECT_EQ(message, "“Blue Stick” is not connected");
+    EXPECT_TRUE(w.alerts.asked.empty() && w.trash.taken.empty());
+    EXPECT_TRUE(w.opener.opened.empty() && w.opener.revealed.empty());
     EXPECT_EQ(previews.count(), 0);
-    EXPECT_TRUE(w.trash.taken.empty());
     EXPECT_EQ(w.editor(), nullptr);
 
     w.table->selectAll();
@@ -189,8 +178,7 @@ TEST(OpenTest, ManyFilesAreOpenedOnlyWhenTheUserMeansIt) {
     w.opener.failure = "No application";
     w.table->selectRow(0);
     w.press(Qt::Key_Return);
-    EXPECT_EQ(w.alerts.told.back(),
-              std::pair(std::string("Opening did not work"), std::string("No application")));
+    EXPECT_EQ(w.alerts.told.back(), Told::value_type("Opening did not work", "No application"));
 }
 
 TEST(CopyTest, PathsAreCopiedByteByByte) {
@@ -207,18 +195,19 @@ TEST(CopyTest, PathsAreCopiedByteByByte) {
 
 // --- Rename -------------------------------------------------------------------------------------
 
-TEST(RenameTest, StemIsSelectedAndReturnCommits) {
+TEST(RenameTest, StemIsReplacedWhenReturnCommits) {
     FileWindow w({"song.tar.gz", "x"});
     w.table->selectRow(0);
-    w.press(Qt::Key_F2);
-    ASSERT_NE(w.editor(), nullptr);
-    EXPECT_EQ(w.editor()->selectedText(), "song.tar");
-    QTest::keyClicks(w.editor(), "new");
-    QTest::keyClick(w.editor(), Qt::Key_Return);
-    w.finishActions();
+    w.editName("new");
     EXPECT_EQ(w.rename.asked, Names{w.path("song.tar.gz") + " → new.gz"});
     EXPECT_EQ(w.table->values().text(w.table->shown().row(0), Column::name), "new.gz");
-    EXPECT_FALSE(w.table->coordinator().isRenaming());
+
+    w.rename.answer = [](const Item&, const std::string&, const RenameOptions&) { return EEXIST; };
+    w.table->selectRow(1);
+    w.editName("taken");
+    EXPECT_EQ(w.alerts.told,
+              (Told{{"Renaming did not work", "There is already something named “taken” here."}}));
+    EXPECT_EQ(w.table->values().text(w.table->shown().row(1), Column::name), "x");
 }
 
 TEST(RenameTest, RenamedFileIsSelectedUnderItsNewName) {
@@ -228,10 +217,7 @@ TEST(RenameTest, RenamedFileIsSelectedUnderItsNewName) {
         return 0;
     };
     w.table->selectRow(0);
-    w.press(Qt::Key_F2);
-    QTest::keyClicks(w.editor(), "zzz");
-    QTest::keyClick(w.editor(), Qt::Key_Return);
-    w.finishActions();
+    w.editName("zzz");
     const std::vector<std::string> dirs = {w.tree.path()};
     w.model.volumes()[0]->index->refresh(dirs, {}); // as the watcher does
     w.update();
@@ -242,31 +228,13 @@ TEST(RenameTest, RenamedFileIsSelectedUnderItsNewName) {
 TEST(RenameTest, NothingHappensWithoutCommitOrChange) {
     FileWindow w;
     w.table->selectRow(0);
-    w.press(Qt::Key_F2);
-    QTest::keyClicks(w.editor(), "other");
-    QTest::keyClick(w.editor(), Qt::Key_Escape);
-    w.press(Qt::Key_F2);
-    QTest::keyClick(w.editor(), Qt::Key_Return);
+    w.editName("other", Qt::Key_Escape);
+    w.editName("");
     w.select({0, 2}); // two names cannot be edited at once
     w.press(Qt::Key_F2);
-    w.finishActions();
     EXPECT_FALSE(w.table->coordinator().isRenaming());
     EXPECT_TRUE(w.rename.asked.empty());
     EXPECT_TRUE(w.alerts.told.empty());
-}
-
-TEST(RenameTest, FailureIsTold) {
-    FileWindow w;
-    w.rename.answer = [](const Item&, const std::string&, const RenameOptions&) { return EEXIST; };
-    w.table->selectRow(0);
-    w.press(Qt::Key_F2);
-    QTest::keyClicks(w.editor(), "b");
-    QTest::keyClick(w.editor(), Qt::Key_Return);
-    w.finishActions();
-    EXPECT_EQ(w.alerts.told.back(),
-              std::pair(std::string("Renaming did not work"),
-                        std::string("There is already something named “b.txt” here.")));
-    EXPECT_EQ(w.table->values().text(w.table->shown().row(0), Column::name), "a.txt");
 }
 
 TEST(RenameTest, BytesThatCannotBeShownAreNeverGuessed) {
@@ -279,8 +247,7 @@ TEST(RenameTest, BytesThatCannotBeShownAreNeverGuessed) {
         QTest::keyClick(w.editor(), Qt::Key_Return);
         w.finishActions();
         EXPECT_TRUE(w.rename.asked.empty());
-        ASSERT_EQ(w.alerts.told.size(), 1U);
-        EXPECT_EQ(w.alerts.told[0].first, "Renaming did not work");
+        EXPECT_EQ(w.alerts.told.size(), 1U);
         w.press(Qt::Key_F2);
         w.editor()->setText("whole.txt");
         QTest::keyClick(w.editor(), Qt::Key_Return);

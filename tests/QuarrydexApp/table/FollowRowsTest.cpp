@@ -26,23 +26,16 @@ TEST(RowSelectionTest, RangesSayTheSameAsSingleRows) {
         for (int step = 0; step < 30; ++step) {
             const std::size_t begin = below(random, rows);
             const std::size_t end = begin + below(random, 8);
-            switch (below(random, 3)) {
-            case 0:
+            const std::uint32_t change = below(random, 3);
+            if (change == 0)
                 selection.add({begin, end});
-                for (std::size_t at = begin; at < end; ++at)
-                    plain.insert(at);
-                break;
-            case 1:
+            else if (change == 1)
                 selection.remove({begin, end});
-                for (std::size_t at = begin; at < end; ++at)
-                    plain.erase(at);
-                break;
-            case 2:
+            else
                 selection.toggle(begin);
-                if (plain.erase(begin) == 0)
-                    plain.insert(begin);
-                break;
-            }
+            for (std::size_t at = begin; at < (change == 2 ? begin + 1 : end); ++at)
+                if ((plain.erase(at) == 0 && change != 1) || change == 0)
+                    plain.insert(at);
             std::set<std::size_t> said;
             for (std::size_t at = 0; at < rows + 10; ++at)
                 if (selection.contains(at))

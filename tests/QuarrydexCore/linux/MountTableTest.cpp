@@ -9,7 +9,6 @@
 #include "tests/support/LoopImage.h"
 #include "tests/support/TempTree.h"
 
-#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <string>
@@ -19,7 +18,6 @@
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
 #include <sys/sysmacros.h>
 
 namespace quarrydex {
@@ -188,14 +186,6 @@ TEST(MountTableTest, PathLiesOnTheLastMountAboveIt) {
 }
 
 // --- The machine's own table --------------------------------------------------------------------
-
-TEST(MountTableTest, SystemRootIsMounted) {
-    const std::vector<Mount> mounts = systemPlatform().mounts.mounts();
-    const Mount* root = mountOf(mounts, "/");
-    ASSERT_NE(root, nullptr);
-    EXPECT_EQ(root->path, "/");
-    EXPECT_FALSE(root->fsType.empty());
-}
 
 /// Collects what an observer is told of one path.
 class Notices {

@@ -36,25 +36,22 @@ class FakePortal {
 
     [[nodiscard]] std::size_t count(const char* method) const { return service_.count(method); }
 
-    void press(const QString& session, const char* shortcut = "toggle") {
+    void press(const QString& ofSession, const char* shortcut = "toggle") {
         service_.emitSignal(QLatin1String(portal::path), shortcuts, "Activated",
-                            {QVariant::fromValue(QDBusObjectPath(session)), QLatin1String(shortcut),
-                             qulonglong{0}, QVariantMap()});
+                            {QVariant::fromValue(QDBusObjectPath(ofSession)),
+                             QLatin1String(shortcut), qulonglong{0}, QVariantMap()});
     }
 
-    [[nodiscard]] const QString& session() const { return session_; }
-
-    [[nodiscard]] const PortalShortcut& wish() const { return wish_; }
-
-    /// What was closed: the interface of each object.
-    [[nodiscard]] const QStringList& closed() const { return closed_; }
+    QString session;
+    PortalShortcut wish;
+    QStringList closed; ///< the interface of each object
 
   private:
     static constexpr const char* shortcuts = "org.freedesktop.portal.GlobalShortcuts";
 
     QDBusMessage take(const QDBusMessage& call) {
         if (call.member() == QStringLiteral("Close")) {
-            closed_.append(call.interface());
+            closed.append(call.interface());
             return call.createReply();
         }
         const auto options = qdbus_cast<QVariantMap>(call.arguments().last());
@@ -66,9 +63,9 @@ class FakePortal {
                                    : QStringLiteral("/org/freedesktop/portal/desktop/request/%1/%2")
                                          .arg(sender, token);
         if (call.member() == QStringLiteral("CreateSession")) {
-            session_ = "/session/" + options.value("session_handle_token").toString();
+            session = "/session/" + options.value("session_handle_token").toString();
             bus_.send(call.createReply(QVariant::fromValue(QDBusObjectPath(handle))));
-            respond(handle, 0, {{"session_handle", session_}});
+            respond(handle, 0, {{"session_handle", session}});
         } else {
             bind(call, handle);
         }
@@ -76,11 +73,11 @@ class FakePortal {
     }
 
     void bind(const QDBusMessage& call, const QString& handle) {
-        wish_ = qdbus_cast<QList<PortalShortcut>>(call.arguments().at(1)).value(0);
+        wish = qdbus_cast<QList<PortalShortcut>>(call.arguments().at(1)).value(0);
         bus_.send(call.createReply(QVariant::fromValue(QDBusObjectPath(handle))));
         if (user_ == User::thinks)
             return;
-        PortalShortcut given = wish_;
+        PortalShortcut given = wish;
         if (user_ == User::gaveAnotherShortcut)
             given.id = "another";
         respond(handle, user_ == User::refuses ? 1 : 0,
@@ -102,9 +99,6 @@ class FakePortal {
     User user_;
     bool choosesPaths_;
     int chosen_ = 0;
-    QString session_;
-    PortalShortcut wish_;
-    QStringList closed_;
     QDBusConnection bus_;
     FakeBusService service_;
 };
@@ -143,16 +137,16 @@ TEST_F(PortalHotKeyTest, AGrantedShortcutIsPressedUntilItEnds) {
         key_.emplace(PrivateBus::shared().connect());
         FakePortal portal(FakePortal::User::agrees, choosesPaths);
         EXPECT_EQ(answer(), Outcome_::registered);
-        EXPECT_EQ(portal.wish().properties.value("preferred_trigger"), QVariant("ALT+LOGO+f"));
+        EXPECT_EQ(portal.wish.properties.value("preferred_trigger"), QVariant("ALT+LOGO+f"));
         portal.press("/session/of_another");
-        portal.press(portal.session(), "another");
-        portal.press(portal.session());
+        portal.press(portal.session, "another");
+        portal.press(portal.session);
         EXPECT_TRUE(comesTo([&] { return presses_ > 0; }));
         EXPECT_EQ(presses_, 1);
 
         key_->unregister();
         EXPECT_TRUE(comesTo([&] { return portal.count("Close") == 1; }));
-        EXPECT_EQ(portal.closed(), QStringList{"org.freedesktop.portal.Session"});
+        EXPECT_EQ(portal.closed, QStringList{"org.freedesktop.portal.Session"});
         EXPECT_EQ(outcomes_.size(), 1U);
     }
 }
@@ -193,7 +187,7 @@ TEST_F(PortalHotKeyTest, AReplacedQuestionIsWithdrawnAndNotAnswered) {
     EXPECT_TRUE(comesTo([&] { return portal.count("BindShortcuts") == 1; }));
     ask();
     EXPECT_TRUE(comesTo([&] { return portal.count("BindShortcuts") == 2; }));
-    EXPECT_EQ(portal.closed(),
+    EXPECT_EQ(portal.closed,
               (QStringList{"org.freedesktop.portal.Request", "org.freedesktop.portal.Session"}));
     EXPECT_TRUE(outcomes_.empty());
 }
@@ -205,7 +199,7 @@ TEST_F(PortalHotKeyTest, APortalStartedAnewGetsTheShortcutAgain) {
     portal.emplace();
     EXPECT_TRUE(comesTo([&] { return portal->count("BindShortcuts") == 1; }));
     EXPECT_TRUE(comesTo([&] {
-        portal->press(portal->session());
+        portal->press(portal->session);
         return presses_ > 0;
     }));
     EXPECT_EQ(outcomes_.size(), 1U);

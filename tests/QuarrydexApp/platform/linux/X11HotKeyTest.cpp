@@ -51,6 +51,10 @@ class X11HotKeyTest : public ::testing::Test {
 
     const char* display() const { return server().name(); }
 
+    using Connection = std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)>;
+
+    Connection connect() const { return {xcb_connect(display(), nullptr), &xcb_disconnect}; }
+
     int marks_ = 0;
     X11HotKey mark_{XServer::lack().empty() ? display() : ":none"};
 };
@@ -126,9 +130,8 @@ TEST_F(X11HotKeyTest, WhatAnotherProgramHasIsTakenAndStaysWithIt) {
     EXPECT_EQ(registered(first, space, alt, ofFirst), Told::registered);
 }
 
-TEST_F(X11HotKeyTest, APartlyTakenCombinationIsGivenBackWhole) {
-    const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> other(
-        xcb_connect(display(), nullptr), &xcb_disconnect);
+TEST_F(X11HotKeyTest, WhatCannotBeHadIsGivenBackAndTold) {
+    const Connection other = connect();
     const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(other.get())).data->root;
     const xcb_keycode_t code = X11KeyMap(other.get()).keycode(0x20).value();
     const auto grab = [&](unsigned state) {
@@ -145,14 +148,17 @@ TEST_F(X11HotKeyTest, APartlyTakenCombinationIsGivenBackWhole) {
     int presses = 0;
     EXPECT_EQ(registered(key, space, alt, presses), Told::taken);
     EXPECT_TRUE(comesTo([&] { return grab(XCB_MOD_MASK_1); }));
+
+    EXPECT_EQ(registered(key, 4711, alt, presses), Told::unavailable) << "no such key";
+    X11HotKey nowhere(":9999");
+    EXPECT_EQ(registered(nowhere, space, alt, presses), Told::unavailable);
 }
 
 TEST_F(X11HotKeyTest, TheGrabFollowsItsKeyWhenTheMapChanges) {
     X11HotKey key(display());
     int presses = 0;
     EXPECT_EQ(registered(key, space, alt, presses), Told::registered);
-    const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> other(
-        xcb_connect(display(), nullptr), &xcb_disconnect);
+    const Connection other = connect();
     const X11KeyMap before(other.get());
     const auto set = [&](xcb_keycode_t code, xcb_keysym_t keysym) {
         xcb_change_keyboard_mapping(other.get(), 1, code, 1, &keysym);
@@ -173,14 +179,6 @@ TEST_F(X11HotKeyTest, TheGrabFollowsItsKeyWhenTheMapChanges) {
         server().type({"key", "alt+space"});
         return presses > 0;
     }));
-}
-
-TEST_F(X11HotKeyTest, UnknownKeysAndServersAreUnavailable) {
-    int presses = 0;
-    X11HotKey key(display());
-    EXPECT_EQ(registered(key, 4711, alt, presses), Told::unavailable);
-    X11HotKey nowhere(":9999");
-    EXPECT_EQ(registered(nowhere, space, alt, presses), Told::unavailable);
 }
 
 TEST_F(X11HotKeyTest, ARegistrationMayBeReplacedWhileItIsPressed) {

@@ -3,6 +3,7 @@
 
 #include "tests/support/DupRun.h"
 
+#include <atomic>
 #include <map>
 #include <tuple>
 
@@ -121,9 +122,9 @@ TEST(DuplicateProgressTest, CancelledInTheMiddleOfAStageItReadsNoFurther) {
 
 TEST(DuplicateProgressTest, CancelledWhileFpcalcRunsGroupsNotDecidedStayUnjudged) {
     Everything all;
-    DuplicateFinder* finder = nullptr;
+    std::atomic<DuplicateFinder*> finder = nullptr; // two threads run fpcalc
     all.setting.onProgress = [&](DuplicateFinder& self, const Progress&) { finder = &self; };
-    all.setting.launcher.beforeRun = [&](const Command&) { finder->cancel(); };
+    all.setting.launcher.beforeRun = [&](const Command&) { finder.load()->cancel(); };
     const Seen run = all.setting.run(all.music);
     EXPECT_EQ(run.groups.size(), 44U);
     for (const DupGroup& group : run.groups)

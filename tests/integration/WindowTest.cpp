@@ -39,6 +39,7 @@ TEST_F(WindowTest, TheHotKeyHidesTheWindowThatHasTheKeyboardAndElseBringsIt) {
     const Panel other(otherSession, ownFolder_);
     EXPECT_TRUE(eventually([&] { return other.isShown(); }));
     giveKeyboard(other);
+    panel.noticeLoss();
     press("alt+space");
     EXPECT_TRUE(panel.comesForward());
     EXPECT_TRUE(other.isShown());

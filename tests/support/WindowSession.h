@@ -17,11 +17,13 @@
 
 #include <QDBusConnection>
 
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -53,6 +55,8 @@ class WindowManager {
             findProgram("openbox").c_str(),
             std::vector<std::string>{"--sm-disable", "--config-file", tree_.path("rc.xml")},
             Launch{.environment = {{"DISPLAY", server().name()}}, .home = tree_.path()});
+        // A window that is there before it does not get the keyboard.
+        EXPECT_TRUE(comesTo([] { return server().ask({"get_num_desktops"}).status == 0; }));
     }
 
     TempTree tree_;
@@ -139,6 +143,14 @@ class Panel {
         const bool isForward = eventually([&] { return hasKeyboard(); });
         session_.settle();
         return isForward;
+    }
+
+    /// Returns when it knows that another window has the keyboard: Qt counts a window as active for
+    /// a tenth of a second longer, as it may get the keyboard back at once.
+    void noticeLoss() const {
+        session_.settle(); // it has been told
+        std::this_thread::sleep_for(std::chrono::milliseconds(150));
+        session_.settle(); // that time is over in its own event loop too
     }
 
     RunningProgram& program() { return program_; }

@@ -2,6 +2,7 @@
 
 #include "QuarrydexActions/platform/ActionsPlatform.h"
 #include "QuarrydexApp/dbus/BusNames.h"
+#include "QuarrydexApp/headless/Session.h"
 #include "QuarrydexApp/look/Appearance.h"
 #include "QuarrydexApp/look/Symbols.h"
 #include "QuarrydexApp/look/Text.h"
@@ -35,18 +36,6 @@
 namespace quarrydex {
 
 namespace {
-
-std::optional<std::vector<std::string>> given(const std::vector<std::string>& values) {
-    return values.empty() ? std::nullopt : std::optional(values);
-}
-
-ModelOptions modelOptions(const Options& options, Prefs& prefs) {
-    return {.roots = options.roots,
-            .excludes = given(options.excludes),
-            .includeExts = given(options.includeExts),
-            .persist = options.persist,
-            .prefs = &prefs};
-}
 
 /// In front of everything, with the keyboard.
 void bringForward(QWidget& window) {
@@ -109,7 +98,7 @@ class FirstRows final : public QObject {
 
 Delegate::Delegate(const Options& options, SingleInstance* instance)
     : options_(options), prefs_(Prefs::shared()), instance_(instance),
-      platform_(systemAppPlatform()), model_(modelOptions(options, prefs_)),
+      platform_(systemAppPlatform()), model_(modelOptions(options)),
       nameSearch_(model_, systemPlatform().clock),
       // The setting is told of before it takes effect.
       langListener_(Lang::shared().addListener([this] { retranslate(); })) {}

@@ -17,22 +17,30 @@ namespace quarrydex {
 
 namespace {
 
-/// What the command line says holds in place of what is stored.
 std::optional<std::vector<std::string>> given(const std::vector<std::string>& values) {
     return values.empty() ? std::nullopt : std::optional(values);
 }
 
+ModelOptions modelOptions(const Options& options, const Session::Settings& settings) {
+    ModelOptions wanted = modelOptions(options);
+    wanted.keepsOrders = settings.keepsOrders;
+    wanted.watches = settings.watches;
+    wanted.analysesAudio = settings.analysesAudio;
+    return wanted;
+}
+
 } // namespace
 
+ModelOptions modelOptions(const Options& options) {
+    return {.roots = options.roots,
+            .excludes = given(options.excludes),
+            .includeExts = given(options.includeExts),
+            .persist = options.persist,
+            .prefs = &Prefs::shared()};
+}
+
 Session::Session(const Options& options, Settings settings)
-    : model_({.roots = options.roots,
-              .excludes = given(options.excludes),
-              .includeExts = given(options.includeExts),
-              .keepsOrders = settings.keepsOrders,
-              .persist = options.persist,
-              .watches = settings.watches,
-              .analysesAudio = settings.analysesAudio,
-              .prefs = &Prefs::shared()}) {}
+    : model_(modelOptions(options, settings)) {}
 
 void Session::scan() {
     {

@@ -15,6 +15,9 @@
 
 namespace quarrydex {
 
+/// What the command line says of the catalogues, in place of what is stored.
+[[nodiscard]] ModelOptions modelOptions(const Options& options);
+
 /// Of the process.
 enum class ExitStatus : int { success = 0, noHits = 1, error = 2 };
 

@@ -34,6 +34,7 @@ void ProgressLine::show(const std::string& text) {
 }
 
 void ProgressLine::clear() {
+    next_ = std::chrono::steady_clock::now() + patience;
     if (!isDirty_)
         return;
     isDirty_ = false;

@@ -22,7 +22,7 @@ class ProgressLine {
     /// Shows the text, at most some times a second, and not before patience is over.
     void show(const std::string& text);
 
-    /// Clears the line, so that something else can be written in its place.
+    /// Clears the line, so that something else can be written in its place. Another wait begins.
     void clear();
 
   private:

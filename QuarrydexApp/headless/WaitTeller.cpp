@@ -21,6 +21,8 @@ void WaitTeller::tell() {
         line_.show(trn("{count} entry so far", "{count} entries so far", entries));
     else if (model_.anyAnalysing())
         line_.show(tr("Reading tags: {done} of {total}", {{"done", done}, {"total", total}}));
+    else
+        line_.clear();
 }
 
 } // namespace quarrydex

@@ -1,4 +1,4 @@
-/// Tells on the terminal how far the catalogues and their tags are, while somebody waits for them.
+/// Tells on the terminal how far the catalogues and their tags are, while they are being read.
 ///
 /// Threads: the main thread. Ownership: the model outlives this. Fails: never.
 #pragma once
@@ -16,6 +16,9 @@ class WaitTeller {
 
     WaitTeller(const WaitTeller&) = delete;
     WaitTeller& operator=(const WaitTeller&) = delete;
+
+    /// Makes room for another line; goes on below it.
+    void clear() { line_.clear(); }
 
   private:
     void tell();

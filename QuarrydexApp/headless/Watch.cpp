@@ -2,6 +2,7 @@
 
 #include "QuarrydexApp/headless/Terminal.h"
 #include "QuarrydexApp/headless/Termination.h"
+#include "QuarrydexApp/headless/WaitTeller.h"
 #include "QuarrydexApp/model/StatusText.h"
 #include "QuarrydexCore/text/tr.h"
 
@@ -16,9 +17,11 @@ namespace quarrydex {
 
 namespace {
 
-/// Tells each thing once, on standard error.
+/// Tells each thing once, on standard error, and on a terminal how far the catalogues are.
 class Notices {
   public:
+    explicit Notices(const Model& model) : progress_(model) {}
+
     void tell(const Model& model) {
         for (const auto& volume : model.volumes()) {
             if (volume->failure)
@@ -34,9 +37,13 @@ class Notices {
 
   private:
     void tell(const std::string& message) {
-        if (!message.empty() && told_.insert(message).second)
-            printError(message);
+        if (message.empty() || !told_.insert(message).second)
+            return;
+        progress_.clear();
+        printError(message);
     }
+
+    WaitTeller progress_;
 
     std::set<std::string> told_;
     bool isLive_ = false;
@@ -56,7 +63,7 @@ ExitStatus runWatch(const Options& options) {
     Model& model = session.model();
     QEventLoop loop;
     const Termination termination([&] { loop.quit(); });
-    Notices notices;
+    Notices notices(model);
     QObject::connect(&model, &Model::volumesChanged, &loop, [&] {
         notices.tell(model);
         if (nothingIsLeft(model))

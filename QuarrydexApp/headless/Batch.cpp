@@ -142,7 +142,7 @@ ExitStatus runBatch(const Options& options) {
         out.flush();
     }
     session.finish();
-    return session.hasFailures() || out.error() != 0 ? ExitStatus::error : ExitStatus::success;
+    return !out.finish() || session.hasFailures() ? ExitStatus::error : ExitStatus::success;
 }
 
 } // namespace quarrydex

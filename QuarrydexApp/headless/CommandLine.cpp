@@ -310,7 +310,7 @@ std::variant<Options, CommandLineError> parseCommandLine(std::span<const char* c
     return Reader(arguments).read();
 }
 
-std::string helpText() {
+std::string helpText() { // NOLINT(readability-function-size): one text
     return tr(R"(Usage: quarrydex [--root DIR…] [MODE] [OPTION…]
 
 Finds files and folders by name below the given folders, or in the sources that were chosen.

@@ -10,7 +10,6 @@
 
 #include <QEventLoop>
 
-#include <cstring>
 #include <thread>
 #include <vector>
 
@@ -115,16 +114,13 @@ ExitStatus runDuplicates(const Options& options) {
 
     Output out(STDOUT_FILENO);
     out.append(textOf(groups, options.duplicateList));
-    out.flush();
+    const bool isWritten = out.finish();
     tellLeftOut(finder.leftOut());
     if (finder.isCancelled())
         printError(tr("Cancelled — partial result."));
     else if (groups.empty())
         printError(tr("No duplicates found."));
-    if (out.error() != 0)
-        printError(
-            tr("The output cannot be written: {reason}", {{"reason", std::strerror(out.error())}}));
-    if (finder.isCancelled() || out.error() != 0 || session.hasFailures())
+    if (!isWritten || finder.isCancelled() || session.hasFailures())
         return ExitStatus::error;
     return groups.empty() ? ExitStatus::noHits : ExitStatus::success;
 }

@@ -98,7 +98,7 @@ ExitStatus runExplain(const Options& options) {
     session.finish();
     for (const std::string& line : explanation.lines)
         out.append((isTerminal(STDOUT_FILENO) ? escaped(line) : line) + '\n');
-    if (session.hasFailures())
+    if (!out.finish() || session.hasFailures())
         return ExitStatus::error;
     return explanation.isFound ? ExitStatus::success : ExitStatus::noHits;
 }

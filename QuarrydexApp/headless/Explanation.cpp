@@ -8,9 +8,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <optional>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 namespace quarrydex {
@@ -120,7 +120,7 @@ std::optional<std::string> whyNotEntered(EntryId id,
     std::uint64_t device = 0;
     if (const int error = reader.probeFolder(folder, device); error != 0)
         return tr("The folder “{path}” cannot be read: {reason}",
-                  {{"path", folder}, {"reason", std::strerror(error)}});
+                  {{"path", folder}, {"reason", std::generic_category().message(error)}});
     return std::nullopt;
 }
 
@@ -149,9 +149,10 @@ std::string whyMissing(const Lookup& lookup, const VolumeIndex& index, const Dir
     const std::string path = childPath(lookup.deepestPath, lookup.missing);
     PathStatus status;
     if (const int error = reader.status(path, status); error != 0)
-        return error == ENOENT ? tr("“{path}” does not exist.", {{"path", path}})
-                               : tr("“{path}” cannot be examined: {reason}",
-                                    {{"path", path}, {"reason", std::strerror(error)}});
+        return error == ENOENT
+                   ? tr("“{path}” does not exist.", {{"path", path}})
+                   : tr("“{path}” cannot be examined: {reason}",
+                        {{"path", path}, {"reason", std::generic_category().message(error)}});
     if (status.type != ObjectType::folder && !passesTypes(lookup.missing, index.includeExts()))
         return tr("The type filter (--types) leaves it out.");
     if (index.overflowed())

@@ -36,7 +36,7 @@ ExitStatus fail(const std::string& message) {
 ExitStatus print(const std::string& text) {
     Output out(STDOUT_FILENO);
     out.append(text);
-    return ExitStatus::success;
+    return out.finish() ? ExitStatus::success : ExitStatus::error;
 }
 
 ExitStatus runMode(const Options& options) {
@@ -84,7 +84,8 @@ int runHeadless(const Options& options, int argc, char** argv) {
         return static_cast<int>(fail(tr("No folder given: use --root DIR.")));
     qInstallMessageHandler(logQtMessage);
     const QCoreApplication app(argc, argv);
-    std::setlocale(LC_NUMERIC, "C"); // output for scripts looks the same everywhere
+    // Output for scripts looks the same everywhere. No other thread runs yet.
+    std::setlocale(LC_NUMERIC, "C"); // NOLINT(concurrency-mt-unsafe)
     return static_cast<int>(runMode(options));
 }
 

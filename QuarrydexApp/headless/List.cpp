@@ -9,8 +9,6 @@
 #include "QuarrydexCore/base/ParallelFor.h"
 #include "QuarrydexCore/text/tr.h"
 
-#include <cstring>
-
 #include <unistd.h>
 
 namespace quarrydex {
@@ -122,12 +120,7 @@ ExitStatus runList(const Options& options) {
     Output out(STDOUT_FILENO);
     printRows(*results, options, out);
     session.finish();
-    if (out.error() != 0) {
-        printError(
-            tr("The output cannot be written: {reason}", {{"reason", std::strerror(out.error())}}));
-        return ExitStatus::error;
-    }
-    if (session.hasFailures())
+    if (!out.finish() || session.hasFailures())
         return ExitStatus::error;
     return results->total > 0 ? ExitStatus::success : ExitStatus::noHits;
 }

@@ -1,6 +1,10 @@
 #include "QuarrydexApp/headless/Output.h"
 
+#include "QuarrydexApp/headless/Terminal.h"
+#include "QuarrydexCore/text/tr.h"
+
 #include <cerrno>
+#include <system_error>
 
 #include <unistd.h>
 
@@ -18,6 +22,14 @@ void Output::flush() {
         }
     }
     buffer_.clear();
+}
+
+bool Output::finish() {
+    flush();
+    if (error_ != 0)
+        printError(tr("The output cannot be written: {reason}",
+                      {{"reason", std::generic_category().message(error_)}}));
+    return error_ == 0;
 }
 
 } // namespace quarrydex

@@ -1,7 +1,7 @@
 /// Standard output for millions of lines: a buffer of its own, few writes.
 ///
 /// Threads: one. Failure: a reader that has gone away is no error, but ends the output (isOpen()
-/// turns false); what else goes wrong is kept in error(). Nothing is written after either.
+/// turns false); what else goes wrong is told by finish(). Nothing is written after either.
 /// REQUIRES: SIGPIPE is ignored.
 #pragma once
 
@@ -30,10 +30,10 @@ class Output {
 
     void flush();
 
-    [[nodiscard]] bool isOpen() const { return isOpen_; }
+    /// Flushes. False when not all could be written, and then standard error tells why.
+    [[nodiscard]] bool finish();
 
-    /// The errno of a failed write, 0 for none.
-    [[nodiscard]] int error() const { return error_; }
+    [[nodiscard]] bool isOpen() const { return isOpen_; }
 
   private:
     static constexpr std::size_t flushBytes = 65'536;
@@ -41,7 +41,7 @@ class Output {
     int fd_;
     std::string buffer_;
     bool isOpen_ = true;
-    int error_ = 0;
+    int error_ = 0; ///< the errno of a failed write
 };
 
 } // namespace quarrydex

@@ -41,9 +41,9 @@ ExitStatus runStartupBench(const Options& options) {
                   static_cast<double>(now - options.startNs) / 1e6, model.results()->rows.size());
     Output out(STDOUT_FILENO);
     out.append(head + volumes + ")\n");
-    out.flush();
+    const bool isWritten = out.finish();
     model.saveAll();
-    return ExitStatus::success;
+    return isWritten ? ExitStatus::success : ExitStatus::error;
 }
 
 } // namespace quarrydex

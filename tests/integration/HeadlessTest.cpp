@@ -178,6 +178,18 @@ TEST_F(HeadlessTest, ReaderThatLeavesEndsTheOutputQuietly) {
     EXPECT_EQ(search({"--batch"}, {.input = "{}\n{}\n", .readerLeaves = true}).status, 0);
 }
 
+TEST_F(HeadlessTest, OutputThatCannotBeWrittenIsAnError) {
+    for (const std::vector<std::string>& mode : std::vector<std::vector<std::string>>{
+             {"--list", "one"}, {"--explain", tree.path("notes.txt")}, {"--help"}}) {
+        std::vector<std::string> arguments = {"-c", "exec \"$0\" \"$@\" >/dev/full", QDX_PROGRAM,
+                                              "--root", tree.path()};
+        arguments.insert(arguments.end(), mode.begin(), mode.end());
+        const Outcome outcome = runProgram("/bin/sh", arguments, {});
+        EXPECT_EQ(outcome.status, 2) << mode.front();
+        EXPECT_EQ(outcome.err, "The output cannot be written: No space left on device\n");
+    }
+}
+
 TEST_F(HeadlessTest, NoLocaleDisturbsTheOutput) {
     for (const char* locale : {"C", "de_DE.UTF-8", "xx_YY"}) {
         const Outcome outcome =

@@ -35,16 +35,6 @@ std::vector<std::string> cleaned(std::vector<std::string> excludes) {
     return excludes;
 }
 
-void add(fidx_stats& total, const fidx_stats& more) {
-    total.files += more.files;
-    total.dirs += more.dirs;
-    total.other += more.other;
-    total.errors += more.errors;
-    total.enoent += more.enoent;
-    total.bytes += more.bytes;
-    total.nested += more.nested;
-}
-
 } // namespace
 
 // --- Life ---------------------------------------------------------------------------------------
@@ -101,7 +91,7 @@ void VolumeIndex::scan(std::span<const std::string> roots, int threads) {
         const int error = errno;
         {
             MutexLock held(lock_);
-            add(stats_, found);
+            stats_ += found;
         }
         if (result != fidx_ok) {
             finish();

@@ -92,6 +92,8 @@ struct fidx_stats {
     std::uint64_t enoent{}; ///< folders that vanished before they could be read
     std::uint64_t bytes{};  ///< sum of the sizes of recorded regular files
     std::uint64_t nested{}; ///< folders not entered because their path repeats itself
+
+    fidx_stats& operator+=(const fidx_stats& more);
 };
 
 // --- Life ---------------------------------------------------------------------------------------

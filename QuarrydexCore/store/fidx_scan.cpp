@@ -87,16 +87,6 @@ struct Totals {
     fidx_stats stats QDX_GUARDED_BY(lock){};
 };
 
-void add(const fidx_stats& from, fidx_stats& to) {
-    to.files += from.files;
-    to.dirs += from.dirs;
-    to.other += from.other;
-    to.errors += from.errors;
-    to.enoent += from.enoent;
-    to.bytes += from.bytes;
-    to.nested += from.nested;
-}
-
 /// One thread's loop with its buffers: a folder costs no allocation but the paths of its folders.
 class Worker {
   public:
@@ -109,7 +99,7 @@ class Worker {
             finish(*store_->priv, found_);
         }
         const MutexLock hold(totals_.lock);
-        add(stats_, totals_.stats);
+        totals_.stats += stats_;
     }
 
   private:
@@ -175,7 +165,7 @@ void runWorkers(fidx* store, fidx_job first, int threads, fidx_stats* stats) {
     for (std::thread& other : others)
         other.join();
     const MutexLock hold(totals.lock);
-    add(totals.stats, *stats);
+    *stats += totals.stats;
 }
 
 fidx_listing rootBatch(std::string_view path) {
@@ -191,6 +181,17 @@ fidx_listing rootBatch(std::string_view path) {
 }
 
 } // namespace
+
+fidx_stats& fidx_stats::operator+=(const fidx_stats& more) {
+    files += more.files;
+    dirs += more.dirs;
+    other += more.other;
+    errors += more.errors;
+    enoent += more.enoent;
+    bytes += more.bytes;
+    nested += more.nested;
+    return *this;
+}
 
 void fidx_stop_scans(fidx* store) {
     store->priv->scansAreStopped.store(true, std::memory_order_relaxed);

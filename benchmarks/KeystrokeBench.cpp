@@ -1,13 +1,12 @@
 /// A keystroke from end to end: text into the model, ordered rows out of it.
 #include "QuarrydexApp/model/Model.h"
+#include "QuarrydexApp/model/WaitUntil.h"
 
 #include "benchmarks/support/Bench.h"
 #include "benchmarks/support/SyntheticCatalog.h"
 
 #include <QCoreApplication>
-#include <QEventLoop>
 
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -52,31 +51,19 @@ class Typist {
         return times;
     }
 
-    void waitUntil(const std::function<bool()>& done) {
-        QEventLoop loop;
-        const auto check = [&] {
-            if (done())
-                loop.quit();
-        };
-        QObject::connect(&model_, &Model::resultsChanged, &loop, check);
-        QObject::connect(&model_, &Model::sortingChanged, &loop, check);
-        if (!done())
-            loop.exec();
-    }
-
   private:
     void type(const std::string& text, bool waitsForAll, Times& times) {
         const bool refines =
             text.size() > 1 && model_.results()->total <= model_.volumes()[0]->count / smallPart;
         const auto start = Clock::now();
         model_.setQuery(text);
-        waitUntil([&] { return model_.results()->generation == model_.generation(); });
+        waitUntil(model_, [&] { return model_.results()->generation == model_.generation(); });
         times.firstScreen.push_back(msSince(start));
         if (refines)
             times.refined.push_back(times.firstScreen.back());
         if (!waitsForAll)
             return;
-        waitUntil([&] { return model_.results()->complete; });
+        waitUntil(model_, [&] { return model_.results()->complete; });
         times.allRows.push_back(msSince(start));
     }
 
@@ -107,7 +94,7 @@ QDX_BENCH(keystroke) {
     Typist typist(model);
     report.progress("building the name order");
     model.prepareSort(SortKey::name);
-    typist.waitUntil([&] { return !model.sorting(); });
+    waitUntil(model, [&] { return !model.sorting(); });
 
     report.progress("typing words");
     const Times calm = typist.typeAll(true);

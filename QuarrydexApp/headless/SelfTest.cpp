@@ -1,6 +1,7 @@
 #include "QuarrydexApp/headless/SelfTest.h"
 
 #include "QuarrydexApp/headless/Output.h"
+#include "QuarrydexApp/model/WaitUntil.h"
 
 #include <QEventLoop>
 #include <QTimer>
@@ -66,7 +67,7 @@ void searchWhileScanning(Session& session, const std::string& query) {
 void timeQuery(Session& session, const std::string& query, SortKey key) {
     Model& model = session.model();
     model.prepareSort(key);
-    session.waitUntil([&] { return !model.sorting(); });
+    waitUntil(model, [&] { return !model.sorting(); });
     const auto results = session.search({.query = query, .browseAll = true, .sortKey = key});
     pump(1500ms);
     printLine("query '" + query + "' sort " + std::string(rawValue(key)) + ": " +

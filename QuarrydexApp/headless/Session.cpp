@@ -2,13 +2,12 @@
 
 #include "QuarrydexApp/headless/Terminal.h"
 #include "QuarrydexApp/headless/WaitTeller.h"
+#include "QuarrydexApp/model/WaitUntil.h"
 #include "QuarrydexApp/prefs/Prefs.h"
 #include "QuarrydexCore/base/Calendar.h"
 #include "QuarrydexCore/query/QueryError.h"
 #include "QuarrydexCore/query/QueryParser.h"
 #include "QuarrydexCore/text/tr.h"
-
-#include <QEventLoop>
 
 #include <algorithm>
 #include <utility>
@@ -46,7 +45,7 @@ void Session::scan() {
     {
         const WaitTeller teller(model_);
         model_.startScans();
-        waitUntil([this] { return !model_.anyUpdating(); });
+        waitUntil(model_, [this] { return !model_.anyUpdating(); });
     }
     reportFailures();
 }
@@ -65,7 +64,7 @@ bool Session::hasFailures() const {
 void Session::analyseAudio() {
     const WaitTeller teller(model_);
     model_.analyseAudio();
-    waitUntil([this] { return !model_.anyAnalysing(); });
+    waitUntil(model_, [this] { return !model_.anyAnalysing(); });
 }
 
 bool Session::asksForAudio(const std::string& query) {
@@ -83,25 +82,11 @@ std::optional<std::string> Session::queryFault(const std::string& query) {
 
 std::shared_ptr<const ResultSet> Session::search(SearchState state) {
     model_.setSearchState(std::move(state));
-    waitUntil([&, generation = model_.generation()] {
+    waitUntil(model_, [&, generation = model_.generation()] {
         const ResultSet& results = *model_.results();
         return results.generation >= generation && results.complete;
     });
     return model_.results();
-}
-
-void Session::waitUntil(const std::function<bool()>& done) {
-    if (done())
-        return;
-    QEventLoop loop;
-    const auto check = [&] {
-        if (done())
-            loop.quit();
-    };
-    QObject::connect(&model_, &Model::resultsChanged, &loop, check);
-    QObject::connect(&model_, &Model::sortingChanged, &loop, check);
-    QObject::connect(&model_, &Model::volumesChanged, &loop, check);
-    loop.exec();
 }
 
 } // namespace quarrydex

@@ -8,7 +8,6 @@
 #include "QuarrydexApp/headless/CommandLine.h"
 #include "QuarrydexApp/model/Model.h"
 
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -57,9 +56,6 @@ class Session {
 
     /// The whole result. REQUIRES: queryFault(state.query) is nothing.
     [[nodiscard]] std::shared_ptr<const ResultSet> search(SearchState state);
-
-    /// Runs the event loop until `done`, which is asked after each change of the model.
-    void waitUntil(const std::function<bool()>& done);
 
   private:
     Model model_;

@@ -66,7 +66,7 @@ std::string_view trimmed(std::string_view text) {
 
 /// The name as it will be, or the reason why it cannot be.
 std::string validName(std::string_view text) {
-    const std::string name(trimmed(text));
+    std::string name(trimmed(text));
     if (name.empty())
         throw Failure::invalidName(tr("The name cannot be empty."));
     if (name == "." || name == ".." || name.find_first_of(std::string_view("/\0", 2)) != name.npos)
@@ -162,7 +162,7 @@ changeName(std::string_view path, std::string_view newName, const ActionsPlatfor
     const Item item = checkedItem(path, platform);
     const std::string name = validName(newName);
     const std::string folder = folderOf(item.path);
-    const std::string target = (folder == "/" ? "" : folder) + "/" + name;
+    std::string target = (folder == "/" ? "" : folder) + "/" + name;
     if (target == item.path)
         return target;
     switch (const int error =

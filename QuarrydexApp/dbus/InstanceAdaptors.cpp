@@ -11,7 +11,7 @@ namespace {
 /// The sender's token under either of its names.
 QString tokenIn(const QVariantMap& platformData) {
     for (const char* name : {"activation-token", "desktop-startup-id"}) {
-        const QString token = platformData.value(QLatin1String(name)).toString();
+        QString token = platformData.value(QLatin1String(name)).toString();
         if (!token.isEmpty() && token.size() <= SingleInstance::maxToken)
             return token;
     }

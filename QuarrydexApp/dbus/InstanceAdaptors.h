@@ -23,10 +23,11 @@ class ScriptAdaptor : public QDBusAbstractAdaptor {
     ScriptAdaptor(SingleInstance& instance, const QDBusConnection& bus);
 
   public Q_SLOTS:
-    void Toggle(); // NOLINT(readability-identifier-naming): names of the bus, here and below
-    void Show();   // NOLINT(readability-identifier-naming)
-    void Search(const QString& text,
-                const QDBusMessage& call); // NOLINT(readability-identifier-naming)
+    // The names are the bus's. NOLINTBEGIN(readability-identifier-naming)
+    void Toggle();
+    void Show();
+    void Search(const QString& text, const QDBusMessage& call);
+    // NOLINTEND(readability-identifier-naming)
 
   private:
     SingleInstance& instance_;
@@ -43,16 +44,17 @@ class ApplicationAdaptor : public QDBusAbstractAdaptor {
     ApplicationAdaptor(SingleInstance& instance, const QDBusConnection& bus);
 
   public Q_SLOTS:
-    void Activate(const QVariantMap& platformData); // NOLINT(readability-identifier-naming)
+    // The names are the bus's. NOLINTBEGIN(readability-identifier-naming)
+    void Activate(const QVariantMap& platformData);
 
     /// Files mean nothing to a search: its window shows, as for a start with them.
-    void Open(const QStringList& uris, // NOLINT(readability-identifier-naming)
-              const QVariantMap& platformData);
+    void Open(const QStringList& uris, const QVariantMap& platformData);
 
-    void ActivateAction(const QString& name, // NOLINT(readability-identifier-naming)
+    void ActivateAction(const QString& name,
                         const QVariantList& parameter,
                         const QVariantMap& platformData,
                         const QDBusMessage& call);
+    // NOLINTEND(readability-identifier-naming)
 
   private:
     SingleInstance& instance_;

@@ -21,6 +21,7 @@ using Item = ResultsTable::Coordinator::Item;
 
 std::vector<std::string> pathsOf(const std::vector<Item>& items) {
     std::vector<std::string> out;
+    out.reserve(items.size());
     for (const Item& item : items)
         out.push_back(item.path);
     return out;

@@ -28,7 +28,7 @@ void Follower::start(Step step, Done done) {
     });
 }
 
-void Follower::dispose(ShownResults results) {
+void Follower::dispose(const ShownResults& results) {
     if (results.rows().size() < manyRows)
         return;
     const auto held = held_.insert(held_.end(), results.set()->vols);

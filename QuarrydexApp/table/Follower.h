@@ -38,7 +38,7 @@ class Follower {
     [[nodiscard]] bool isBusy() const { return wanted_ != nullptr; }
 
     /// Lets go of a result that was shown.
-    void dispose(ShownResults results);
+    void dispose(const ShownResults& results);
 
   private:
     std::list<Step> steps_;                                     ///< that the thread may look at

@@ -33,7 +33,7 @@ constexpr int toolTipWords = 400; ///< longest text of a tool tip
 } // namespace
 
 void ResultsTable::measureRows() {
-    const auto ofFont = static_cast<int>(fontMetrics().height() * rowHeightOfFont + 0.5);
+    const int ofFont = qRound(fontMetrics().height() * rowHeightOfFont);
     rowHeight_ = std::max(ofFont, RowPainter::iconSize + aroundIcon);
 }
 

@@ -119,6 +119,7 @@ std::vector<Column> TableHeader::visibleColumns() const {
 
 std::vector<std::string> TableHeader::order() const {
     std::vector<std::string> out;
+    out.reserve(columnCount);
     for (int place = 0; place < columnCount; ++place)
         out.emplace_back(ColumnDef::of(static_cast<Column>(logicalIndex(place))).id);
     return out;

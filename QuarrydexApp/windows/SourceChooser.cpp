@@ -19,7 +19,7 @@
 
 namespace quarrydex {
 
-SourceChooser::SourceChooser(Model& model, Prefs& prefs, QWidget* parent, WindowSeams seams)
+SourceChooser::SourceChooser(Model& model, Prefs& prefs, QWidget* parent, const WindowSeams& seams)
     : QWidget(parent, Qt::Window), prefs_(prefs),
       editor_(new SourceEditor(model, prefs, seams, SourceEditor::Undecided::proposed)) {
     build();

@@ -27,7 +27,10 @@ class SourceChooser : public QWidget {
     Q_OBJECT
 
   public:
-    SourceChooser(Model& model, Prefs& prefs, QWidget* parent = nullptr, WindowSeams seams = {});
+    SourceChooser(Model& model,
+                  Prefs& prefs,
+                  QWidget* parent = nullptr,
+                  const WindowSeams& seams = {});
 
     /// The drives are being asked; the window cannot be confirmed yet.
     [[nodiscard]] bool isBusy() const;

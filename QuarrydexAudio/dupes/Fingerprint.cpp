@@ -82,7 +82,7 @@ std::optional<std::string> findProgram(std::span<const std::string> places,
 std::optional<std::string> fpcalcPath() {
     const std::array<std::string, 3> places = {childPath(programFolder(), "fpcalc"),
                                                "/opt/homebrew/bin/fpcalc", "/usr/local/bin/fpcalc"};
-    const char* path = std::getenv("PATH");
+    const char* path = std::getenv("PATH"); // NOLINT(concurrency-mt-unsafe): nobody writes it
     return findProgram(places, path == nullptr ? "" : path, "fpcalc");
 }
 

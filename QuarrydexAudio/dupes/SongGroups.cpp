@@ -28,6 +28,7 @@ std::optional<SongFile> songFile(const Candidates& cands, CandId id) {
 /// The part of a group of identical files: that of the one to keep, or of the first with a key.
 std::optional<SongFile> songFile(const Candidates& cands, const std::vector<CandId>& group) {
     std::vector<DupMember> members;
+    members.reserve(group.size());
     for (CandId id : group)
         members.push_back(cands.member(id));
     std::optional<SongFile> file = songFile(cands, group[best(members)]);
@@ -68,6 +69,7 @@ keyedFiles(const Candidates& cands, const IdenticalFiles::Groups& identical, Sta
 /// Takes out the files that take no part.
 void dropAbsent(std::vector<SongFile>& files, Candidates& cands, const StageRun& run) {
     std::vector<CandId> ids;
+    ids.reserve(files.size());
     for (const SongFile& file : files)
         ids.push_back(file.cand);
     std::sort(ids.begin(), ids.end());

@@ -68,8 +68,10 @@ static_assert(audioCodecCount < SmallSet().size(), "the last place is for number
 
 SmallSet losslessCodecs(bool flag) {
     SmallSet set{};
-    for (std::uint8_t raw = 0; raw < set.size(); ++raw)
-        set[raw] = isLossless(audioCodecFromRaw(raw).value_or(AudioCodec::unknown)) == flag;
+    for (std::size_t raw = 0; raw < set.size(); ++raw) {
+        const auto codec = audioCodecFromRaw(static_cast<std::uint8_t>(raw));
+        set[raw] = isLossless(codec.value_or(AudioCodec::unknown)) == flag;
+    }
     return set;
 }
 

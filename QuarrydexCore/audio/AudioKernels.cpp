@@ -65,7 +65,7 @@ HWY_INLINE void rangeLoop(const T* column, std::size_t rows, T lo, T hi, std::ui
     });
 }
 
-void TestRange8(const std::uint8_t* column,
+void testRange8(const std::uint8_t* column,
                 std::size_t rows,
                 std::uint8_t lo,
                 std::uint8_t hi,
@@ -73,7 +73,7 @@ void TestRange8(const std::uint8_t* column,
     rangeLoop(column, rows, lo, hi, out);
 }
 
-void TestRange16(const std::uint16_t* column,
+void testRange16(const std::uint16_t* column,
                  std::size_t rows,
                  std::uint16_t lo,
                  std::uint16_t hi,
@@ -81,7 +81,7 @@ void TestRange16(const std::uint16_t* column,
     rangeLoop(column, rows, lo, hi, out);
 }
 
-void TestRange32(const std::uint32_t* column,
+void testRange32(const std::uint32_t* column,
                  std::size_t rows,
                  std::uint32_t lo,
                  std::uint32_t hi,
@@ -89,7 +89,7 @@ void TestRange32(const std::uint32_t* column,
     rangeLoop(column, rows, lo, hi, out);
 }
 
-void TestSmallSet(const std::uint8_t* column,
+void testSmallSet(const std::uint8_t* column,
                   std::size_t rows,
                   const std::uint8_t* wanted,
                   std::uint64_t* out) {
@@ -104,7 +104,7 @@ void TestSmallSet(const std::uint8_t* column,
     });
 }
 
-void TestTexts(const std::uint32_t* offsets,
+void testTexts(const std::uint32_t* offsets,
                std::size_t rows,
                const std::uint32_t* texts,
                std::uint64_t* out) {
@@ -117,7 +117,7 @@ void TestTexts(const std::uint32_t* offsets,
 }
 
 /// REQUIRES: the words' places are below the end of `bits`; a row's word and the next may be read.
-void SetEntries(const std::uint64_t* rows,
+void setEntries(const std::uint64_t* rows,
                 const std::uint32_t* place,
                 const std::uint64_t* words,
                 std::size_t count,
@@ -279,7 +279,7 @@ class PoolSearch {
     std::uint64_t behind_ = 0; ///< 1: the first string that begins in the blocks above matches
 };
 
-void FindTexts(std::string_view pool, std::string_view needle, TextBits& texts) {
+void findTexts(std::string_view pool, std::string_view needle, TextBits& texts) {
     PoolSearch(pool, needle).run(texts);
 }
 
@@ -291,13 +291,13 @@ HWY_AFTER_NAMESPACE();
 
 namespace quarrydex {
 
-HWY_EXPORT(TestRange8);
-HWY_EXPORT(TestRange16);
-HWY_EXPORT(TestRange32);
-HWY_EXPORT(TestSmallSet);
-HWY_EXPORT(TestTexts);
-HWY_EXPORT(SetEntries);
-HWY_EXPORT(FindTexts);
+HWY_EXPORT(testRange8);
+HWY_EXPORT(testRange16);
+HWY_EXPORT(testRange32);
+HWY_EXPORT(testSmallSet);
+HWY_EXPORT(testTexts);
+HWY_EXPORT(setEntries);
+HWY_EXPORT(findTexts);
 
 namespace audioKernels {
 
@@ -305,36 +305,36 @@ void testRange(std::span<const std::uint8_t> column,
                std::uint8_t lo,
                std::uint8_t hi,
                std::uint64_t* out) {
-    HWY_DYNAMIC_DISPATCH(TestRange8)(column.data(), column.size(), lo, hi, out);
+    HWY_DYNAMIC_DISPATCH(testRange8)(column.data(), column.size(), lo, hi, out);
 }
 
 void testRange(std::span<const std::uint16_t> column,
                std::uint16_t lo,
                std::uint16_t hi,
                std::uint64_t* out) {
-    HWY_DYNAMIC_DISPATCH(TestRange16)(column.data(), column.size(), lo, hi, out);
+    HWY_DYNAMIC_DISPATCH(testRange16)(column.data(), column.size(), lo, hi, out);
 }
 
 void testRange(std::span<const std::uint32_t> column,
                std::uint32_t lo,
                std::uint32_t hi,
                std::uint64_t* out) {
-    HWY_DYNAMIC_DISPATCH(TestRange32)(column.data(), column.size(), lo, hi, out);
+    HWY_DYNAMIC_DISPATCH(testRange32)(column.data(), column.size(), lo, hi, out);
 }
 
 void testSmallSet(std::span<const std::uint8_t> column,
                   const SmallSet& wanted,
                   std::uint64_t* out) {
-    HWY_DYNAMIC_DISPATCH(TestSmallSet)(column.data(), column.size(), wanted.data(), out);
+    HWY_DYNAMIC_DISPATCH(testSmallSet)(column.data(), column.size(), wanted.data(), out);
 }
 
 void testTexts(std::span<const std::uint32_t> offsets, const TextBits& texts, std::uint64_t* out) {
-    HWY_DYNAMIC_DISPATCH(TestTexts)(offsets.data(), offsets.size(), texts.data(), out);
+    HWY_DYNAMIC_DISPATCH(testTexts)(offsets.data(), offsets.size(), texts.data(), out);
 }
 
 TextBits findTexts(std::string_view pool, std::string_view needle) {
     TextBits texts;
-    HWY_DYNAMIC_DISPATCH(FindTexts)(pool, needle, texts);
+    HWY_DYNAMIC_DISPATCH(findTexts)(pool, needle, texts);
     if (!texts.empty())
         texts[0] &= ~1U; // what stands before the first text
     return texts;
@@ -344,7 +344,7 @@ void setEntries(const std::uint64_t* rows,
                 std::span<const std::uint32_t> place,
                 std::span<const std::uint64_t> words,
                 std::uint64_t* bits) {
-    HWY_DYNAMIC_DISPATCH(SetEntries)(rows, place.data(), words.data(), words.size(), bits);
+    HWY_DYNAMIC_DISPATCH(setEntries)(rows, place.data(), words.data(), words.size(), bits);
 }
 
 } // namespace audioKernels

@@ -49,6 +49,7 @@ bool cover(std::uintptr_t address) {
             continue;
         slot->wasHit.store(true, std::memory_order_release);
         const std::uintptr_t page = address / pageSize() * pageSize();
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): slots hold addresses as atomic numbers
         return mapZerosOver(reinterpret_cast<void*>(page), end - page);
     }
     return false;

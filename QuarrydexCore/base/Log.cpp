@@ -7,6 +7,7 @@
 namespace quarrydex {
 
 bool isVerbose() {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody writes it
     static const bool verbose = std::getenv("QUARRYDEX_VERBOSE") != nullptr;
     return verbose;
 }

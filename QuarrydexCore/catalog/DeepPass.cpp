@@ -1,6 +1,7 @@
 #include "QuarrydexCore/catalog/DeepPass.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace quarrydex {
 
@@ -24,7 +25,7 @@ RefreshStats DeepPass::step(RefreshOptions options) {
     for (; next_ < end; ++next_)
         if ((index_.flags(folders_[next_]) & EntryFlags::deleted) == 0)
             paths.push_back(index_.path(folders_[next_]));
-    return index_.refresh(paths, options);
+    return index_.refresh(paths, std::move(options));
 }
 
 } // namespace quarrydex

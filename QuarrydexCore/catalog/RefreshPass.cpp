@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <unordered_map>
+#include <utility>
 
 namespace quarrydex {
 
@@ -24,7 +25,7 @@ bool isGone(int error) {
 } // namespace
 
 RefreshPass::RefreshPass(VolumeIndex& index, fidx& store, RefreshOptions options)
-    : index_(index), store_(store), options_(options), excludes_(index.excludes()) {
+    : index_(index), store_(store), options_(std::move(options)), excludes_(index.excludes()) {
     for (std::string& path : excludes_)
         path.resize(withoutEndSlashes(path).size());
 }

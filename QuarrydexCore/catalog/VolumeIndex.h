@@ -123,7 +123,7 @@ class VolumeIndex : public Entries {
     /// `save(to:info:)`: writes the snapshot, with `deleted` and `storeID` filled in and the usable
     /// orders. Readers go on; changes wait, and a round of a refresh is waited for. Throws
     /// IndexError; the old file then stays as it was.
-    void save(const std::string& path, SnapshotInfo info) QDX_EXCLUDES(saveLock_, lock_);
+    void save(const std::string& path, const SnapshotInfo& info) QDX_EXCLUDES(saveLock_, lock_);
 
     /// `load(from:excludes:…)`: the catalogue of a snapshot (catalog/LoadedCatalog.h), or nothing
     /// where there is no whole one. What it holds is mapped, not looked at: see validate().

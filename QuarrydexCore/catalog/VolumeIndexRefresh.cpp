@@ -2,10 +2,12 @@
 #include "QuarrydexCore/catalog/RefreshPass.h"
 #include "QuarrydexCore/catalog/VolumeIndex.h"
 
+#include <utility>
+
 namespace quarrydex {
 
 RefreshStats VolumeIndex::refresh(std::span<const std::string> dirs, RefreshOptions options) {
-    RefreshPass pass(*this, *base_, options);
+    RefreshPass pass(*this, *base_, std::move(options));
     pass.request(dirs);
     while (pass.hasWork()) {
         const MutexLock whole(roundLock_);

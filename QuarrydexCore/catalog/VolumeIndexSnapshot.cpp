@@ -99,7 +99,7 @@ readMoved(const std::string& path, std::uint64_t offset, std::size_t words, std:
 
 // --- Saving -------------------------------------------------------------------------------------
 
-void VolumeIndex::save(const std::string& path, SnapshotInfo info) {
+void VolumeIndex::save(const std::string& path, const SnapshotInfo& info) {
     const MutexLock onlySave(saveLock_);
     // Kept open to the end: giving the old file's blocks back takes as long as writing some of
     // them, and would happen when the last of its mappings is replaced, while changes wait.

@@ -188,7 +188,7 @@ void matchDenseLoop(const NameBlock& names, const Needle& needle, std::uint64_t*
     entries.flush();
 }
 
-void MatchDense(const NameBlock& names, const Needle& needle, std::uint64_t* out) {
+void matchDense(const NameBlock& names, const Needle& needle, std::uint64_t* out) {
     if (needle.size() == 1)
         matchDenseLoop<true>(names, needle, out);
     else
@@ -210,7 +210,7 @@ HWY_INLINE std::size_t entryAt(const NameBlock& names, std::size_t from, std::si
            1;
 }
 
-void MatchSparse(const NameBlock& names, const Needle& needle, std::uint64_t* out) {
+void matchSparse(const NameBlock& names, const Needle& needle, std::uint64_t* out) {
     std::fill_n(out, (names.entries + 63) / 64, 0);
     const Matcher matcher(needle);
     Window window(names, needle);
@@ -255,7 +255,7 @@ HWY_INLINE void prefetchNames(const NameBlock& names, std::size_t firstEntry, st
                       names.offsets[firstEntry + static_cast<std::size_t>(std::countr_zero(bits))]);
 }
 
-void MatchListed(const NameBlock& names, const Needle& needle, std::uint64_t* bits) {
+void matchListed(const NameBlock& names, const Needle& needle, std::uint64_t* bits) {
     const Matcher matcher(needle);
     Window window(names, needle);
     for (std::size_t w = 0, words = (names.entries + 63) / 64; w < words; ++w) {
@@ -316,7 +316,7 @@ template <typename T, typename Mask> HWY_INLINE std::uint64_t mask64(const T* p,
     return bits;
 }
 
-std::size_t CountBits(const std::uint64_t* words, std::size_t count) {
+std::size_t countBits(const std::uint64_t* words, std::size_t count) {
     const hn::ScalableTag<std::uint64_t> d;
     auto sums = hn::Zero(d);
     std::size_t i = 0;
@@ -328,7 +328,7 @@ std::size_t CountBits(const std::uint64_t* words, std::size_t count) {
     return total;
 }
 
-void MarkRuns(const std::uint32_t* column,
+void markRuns(const std::uint32_t* column,
               std::size_t entries,
               std::uint32_t previous,
               std::uint64_t* out) {
@@ -347,7 +347,7 @@ void MarkRuns(const std::uint32_t* column,
     }
 }
 
-void TestFlags(const std::uint8_t* flags,
+void testFlags(const std::uint8_t* flags,
                std::size_t entries,
                std::uint8_t mask,
                std::uint8_t want,
@@ -371,7 +371,7 @@ testRange(const T* column, std::size_t entries, T lo, T hi, bool negated, std::u
     });
 }
 
-void TestRange64(const std::uint64_t* column,
+void testRange64(const std::uint64_t* column,
                  std::size_t entries,
                  std::uint64_t lo,
                  std::uint64_t hi,
@@ -380,7 +380,7 @@ void TestRange64(const std::uint64_t* column,
     testRange(column, entries, lo, hi, negated, bits);
 }
 
-void TestRange32(const std::uint32_t* column,
+void testRange32(const std::uint32_t* column,
                  std::size_t entries,
                  std::uint32_t lo,
                  std::uint32_t hi,
@@ -389,7 +389,7 @@ void TestRange32(const std::uint32_t* column,
     testRange(column, entries, lo, hi, negated, bits);
 }
 
-void TestAnyOf16(const std::uint16_t* column,
+void testAnyOf16(const std::uint16_t* column,
                  std::size_t entries,
                  const std::uint16_t* wanted,
                  std::size_t wantedCount,
@@ -413,39 +413,39 @@ HWY_AFTER_NAMESPACE();
 
 namespace quarrydex {
 
-HWY_EXPORT(MatchDense);
-HWY_EXPORT(MatchSparse);
-HWY_EXPORT(MatchListed);
-HWY_EXPORT(CountBits);
-HWY_EXPORT(MarkRuns);
-HWY_EXPORT(TestFlags);
-HWY_EXPORT(TestRange64);
-HWY_EXPORT(TestRange32);
-HWY_EXPORT(TestAnyOf16);
+HWY_EXPORT(matchDense);
+HWY_EXPORT(matchSparse);
+HWY_EXPORT(matchListed);
+HWY_EXPORT(countBits);
+HWY_EXPORT(markRuns);
+HWY_EXPORT(testFlags);
+HWY_EXPORT(testRange64);
+HWY_EXPORT(testRange32);
+HWY_EXPORT(testAnyOf16);
 
 namespace kernels {
 
 void matchDense(const NameBlock& names, const Needle& needle, std::uint64_t* out) {
-    HWY_DYNAMIC_DISPATCH(MatchDense)(names, needle, out);
+    HWY_DYNAMIC_DISPATCH(matchDense)(names, needle, out);
 }
 
 void matchSparse(const NameBlock& names, const Needle& needle, std::uint64_t* out) {
-    HWY_DYNAMIC_DISPATCH(MatchSparse)(names, needle, out);
+    HWY_DYNAMIC_DISPATCH(matchSparse)(names, needle, out);
 }
 
 void matchListed(const NameBlock& names, const Needle& needle, std::uint64_t* bits) {
-    HWY_DYNAMIC_DISPATCH(MatchListed)(names, needle, bits);
+    HWY_DYNAMIC_DISPATCH(matchListed)(names, needle, bits);
 }
 
 std::size_t countBits(std::span<const std::uint64_t> words) {
-    return HWY_DYNAMIC_DISPATCH(CountBits)(words.data(), words.size());
+    return HWY_DYNAMIC_DISPATCH(countBits)(words.data(), words.size());
 }
 
 void markRuns(const std::uint32_t* column,
               std::size_t entries,
               std::uint32_t previous,
               std::uint64_t* out) {
-    HWY_DYNAMIC_DISPATCH(MarkRuns)(column, entries, previous, out);
+    HWY_DYNAMIC_DISPATCH(markRuns)(column, entries, previous, out);
 }
 
 void testFlags(const std::uint8_t* flags,
@@ -453,7 +453,7 @@ void testFlags(const std::uint8_t* flags,
                std::uint8_t mask,
                std::uint8_t want,
                std::uint64_t* bits) {
-    HWY_DYNAMIC_DISPATCH(TestFlags)(flags, entries, mask, want, bits);
+    HWY_DYNAMIC_DISPATCH(testFlags)(flags, entries, mask, want, bits);
 }
 
 void testRange64(const std::uint64_t* column,
@@ -462,7 +462,7 @@ void testRange64(const std::uint64_t* column,
                  std::uint64_t hi,
                  bool negated,
                  std::uint64_t* bits) {
-    HWY_DYNAMIC_DISPATCH(TestRange64)(column, entries, lo, hi, negated, bits);
+    HWY_DYNAMIC_DISPATCH(testRange64)(column, entries, lo, hi, negated, bits);
 }
 
 void testRange32(const std::uint32_t* column,
@@ -471,7 +471,7 @@ void testRange32(const std::uint32_t* column,
                  std::uint32_t hi,
                  bool negated,
                  std::uint64_t* bits) {
-    HWY_DYNAMIC_DISPATCH(TestRange32)(column, entries, lo, hi, negated, bits);
+    HWY_DYNAMIC_DISPATCH(testRange32)(column, entries, lo, hi, negated, bits);
 }
 
 void testAnyOf16(const std::uint16_t* column,
@@ -479,7 +479,7 @@ void testAnyOf16(const std::uint16_t* column,
                  std::span<const std::uint16_t> wanted,
                  bool negated,
                  std::uint64_t* bits) {
-    HWY_DYNAMIC_DISPATCH(TestAnyOf16)
+    HWY_DYNAMIC_DISPATCH(testAnyOf16)
     (column, entries, wanted.data(), wanted.size(), negated, bits);
 }
 

@@ -96,7 +96,7 @@ RegexPattern::~RegexPattern() = default;
 bool RegexPattern::matches(const char* name) {
     if (compiled_ == nullptr)
         return false;
-    constexpr std::size_t bytesPerCompilation = 64 * 1024;
+    constexpr std::size_t bytesPerCompilation = 65'536;
     if (compiled_->bytesMatched > bytesPerCompilation)
         compiled_ = Compiled::make(pattern_, options_);
     if (compiled_ == nullptr)

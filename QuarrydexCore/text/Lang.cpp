@@ -51,6 +51,7 @@ std::string filled(std::string_view text, std::span<const TrArg> args) {
 
 Lang& Lang::shared() {
     static Lang lang(systemLanguages([](const char* name) {
+                         // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody writes it
                          const char* value = std::getenv(name);
                          return std::string(value == nullptr ? "" : value);
                      }),

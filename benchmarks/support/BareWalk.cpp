@@ -19,7 +19,7 @@ namespace quarrydex::bench {
 
 namespace {
 
-constexpr std::size_t bufferBytes = 256 * 1024;
+constexpr std::size_t bufferBytes = 262'144;
 
 class Walk {
   public:

@@ -188,7 +188,7 @@ Sample median(const std::vector<Sample>& samples) {
 }
 
 std::string programInPath(std::string_view name) {
-    const char* path = std::getenv("PATH");
+    const char* path = std::getenv("PATH"); // NOLINT(concurrency-mt-unsafe): nobody writes it
     std::string_view rest = path != nullptr ? path : "/usr/bin:/bin";
     while (!rest.empty()) {
         const std::string_view folder = rest.substr(0, rest.find(':'));
@@ -202,6 +202,7 @@ std::string programInPath(std::string_view name) {
 
 int runProgram(const std::vector<std::string>& argv) {
     std::vector<char*> raw;
+    raw.reserve(argv.size() + 1);
     for (const std::string& argument : argv)
         raw.push_back(const_cast<char*>(argument.c_str()));
     raw.push_back(nullptr);

@@ -166,11 +166,13 @@ int runProgram(const std::vector<std::string>& argv);
 
 #define QDX_BENCH_JOIN2(a, b) a##b
 #define QDX_BENCH_JOIN(a, b) QDX_BENCH_JOIN2(a, b)
+// NOLINTBEGIN(bugprone-macro-parentheses): names of functions
 #define QDX_BENCH_NAMED(group, function)                                                           \
     static void function(::quarrydex::bench::Report& report);                                      \
     [[maybe_unused]] static const bool QDX_BENCH_JOIN(function, Registered) =                      \
         ::quarrydex::bench::registerGroup(#group, &function);                                      \
     static void function([[maybe_unused]] ::quarrydex::bench::Report& report)
+// NOLINTEND(bugprone-macro-parentheses)
 
 /// Defines a function of the named group; its body sees `Report& report`.
 #define QDX_BENCH(group) QDX_BENCH_NAMED(group, QDX_BENCH_JOIN(qdxBench_##group##_, __LINE__))

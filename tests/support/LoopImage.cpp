@@ -20,7 +20,7 @@ std::string quoted(const std::string& path) {
 }
 
 bool succeeds(const std::string& command) {
-    return std::system((command + " >/dev/null 2>&1").c_str()) == 0; // NOLINT
+    return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
 }
 
 std::string findLack() {

@@ -121,7 +121,7 @@ runProgram(const char* path, const std::vector<std::string>& arguments, const La
 }
 
 std::string findProgram(const std::string& name) {
-    const char* folders = std::getenv("PATH"); // NOLINT(concurrency-mt-unsafe): nobody writes it
+    const char* folders = std::getenv("PATH");
     std::istringstream list(folders != nullptr ? folders : "");
     for (std::string folder; std::getline(list, folder, ':');)
         if (const std::string path = folder + "/" + name; ::access(path.c_str(), X_OK) == 0)

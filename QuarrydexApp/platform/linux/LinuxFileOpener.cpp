@@ -56,6 +56,7 @@ void LinuxFileOpener::reveal(const std::vector<std::string>& paths, Failed faile
 
 void LinuxFileOpener::openFoldersOf(const std::vector<std::string>& paths, Failed failed) {
     std::vector<std::string> folders;
+    folders.reserve(paths.size());
     for (const std::string& path : paths)
         folders.push_back(folderOf(path));
     std::ranges::sort(folders);

@@ -72,7 +72,9 @@ struct OpenRequest::Handover {
     }
 };
 
-void OpenRequest::start(GioLoop& loop, std::vector<std::string> paths, FileOpener::Failed failed) {
+void OpenRequest::start(GioLoop& loop,
+                        const std::vector<std::string>& paths,
+                        FileOpener::Failed failed) {
     if (paths.empty())
         return;
     const std::shared_ptr<OpenRequest> request(new OpenRequest(loop, std::move(failed)));

@@ -22,7 +22,8 @@ namespace quarrydex {
 class OpenRequest : public std::enable_shared_from_this<OpenRequest> {
   public:
     /// `loop` outlives the calls, or they are not answered.
-    static void start(GioLoop& loop, std::vector<std::string> paths, FileOpener::Failed failed);
+    static void
+    start(GioLoop& loop, const std::vector<std::string>& paths, FileOpener::Failed failed);
 
   private:
     struct Group {

@@ -46,7 +46,7 @@ void EventReader::run() {
 
 /// Returns true when there is something to take that was not there before.
 bool EventReader::drain() {
-    alignas(8) std::array<char, 64 * 1024> buffer;
+    alignas(8) std::array<char, 65'536> buffer;
     MutexLock held(lock_);
     bool hasRead = false;
     for (;;) {

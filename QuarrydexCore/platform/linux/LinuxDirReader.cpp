@@ -16,7 +16,7 @@ namespace quarrydex {
 
 namespace {
 
-constexpr std::size_t scratchBytes = 256 * 1024;
+constexpr std::size_t scratchBytes = 262'144;
 constexpr int statusFlags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT;
 constexpr unsigned statusMask = STATX_BASIC_STATS | STATX_BTIME;
 

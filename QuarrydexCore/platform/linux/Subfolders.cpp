@@ -54,7 +54,7 @@ int listSubfolders(const std::string& path, bool followLink, std::vector<std::st
     if (!dir)
         return errno;
     const int folder = fd.release();
-    while (const dirent* entry = ::readdir(dir.get()))
+    while (const dirent* entry = ::readdir(dir.get())) // NOLINT(concurrency-mt-unsafe): own
         if (isOwnFolder(folder, *entry))
             out.emplace_back(entry->d_name);
     return 0;

@@ -24,6 +24,7 @@ void holdStandardStreams() {
 
 } // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): what nobody expects ends the program with a message
 int main(int argc, char** argv) {
     using namespace quarrydex;
     const std::uint64_t startNs = systemPlatform().clock.monotonicNs();

@@ -101,6 +101,7 @@ std::vector<std::pair<std::size_t, std::string>> stretches(const VolumeIndex& in
             ++counts[std::string(name.substr(i, length))];
     }
     std::vector<std::pair<std::size_t, std::string>> out;
+    out.reserve(counts.size());
     for (const auto& [text, count] : counts)
         out.emplace_back(count, text);
     std::ranges::sort(out, std::greater<>());

@@ -107,7 +107,8 @@ class SavedHome {
         if (!home_.isMade())
             return;
         fs::create_directory(root());
-        std::ofstream(root() + "/x"); // not among what is searched for: rows are the catalogue's
+        const std::ofstream file(root() +
+                                 "/x"); // not among what is searched for: rows are the catalogue's
         home_.run({"--root", root(), "--list", "x"});
         const auto made = home_.catalogue();
         const auto header = made ? VolumeIndex::peek(*made) : std::nullopt;

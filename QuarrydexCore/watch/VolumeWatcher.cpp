@@ -50,10 +50,11 @@ VolumeWatcher::VolumeWatcher(std::shared_ptr<VolumeIndex> index,
                              const Clock& clock)
     : root_(options.root), scopes_(options.scopes), callbacks_(std::move(callbacks)),
       index_(std::move(index)), options_(std::move(options)), dataPrefix_(options_.dataPrefix),
-      debounce_(options_.debounce), verbose_(std::getenv("QUARRYDEX_VERBOSE") != nullptr),
-      streams_(streams), clock_(clock), isHeld_(options_.isHeld),
-      maxID_(options_.since ? *options_.since : streams.currentEventId()), applied_(maxID_),
-      gate_(std::make_shared<Gate>()) {
+      debounce_(options_.debounce),
+      // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody writes it
+      verbose_(std::getenv("QUARRYDEX_VERBOSE") != nullptr), streams_(streams), clock_(clock),
+      isHeld_(options_.isHeld), maxID_(options_.since ? *options_.since : streams.currentEventId()),
+      applied_(maxID_), gate_(std::make_shared<Gate>()) {
     MutexLock held(gate_->lock);
     gate_->queue = &q_;
 }

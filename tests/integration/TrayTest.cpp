@@ -69,7 +69,7 @@ TEST_F(TrayTest, TheMenuOpensEachWindow) {
     for (const auto& [entry, title] : {std::pair("Find duplicates …", "Find duplicates"),
                                        std::pair("Settings …", "Quarrydex Settings")}) {
         EXPECT_TRUE(tray_->choose(QString::fromUtf8(entry)));
-        EXPECT_TRUE(eventually([&] { return !panel.window(title).empty(); })) << title;
+        EXPECT_TRUE(eventually([&, name = title] { return !panel.window(name).empty(); })) << title;
     }
 }
 

@@ -41,9 +41,9 @@ class X11HotKeyTest : public ::testing::Test {
     }
 
     /// Types, and waits until the server has told of all of it: a further key comes last.
-    void type(std::vector<std::string> words) {
+    void type(const std::vector<std::string>& words) {
         const int before = marks_;
-        server().type(std::move(words));
+        server().type(words);
         server().type({"key", "ctrl+shift+f"});
         EXPECT_TRUE(comesTo([&] { return marks_ > before; }));
         EXPECT_TRUE(comesTo([] { return true; })); // what the other connections have read

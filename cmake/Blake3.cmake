@@ -40,6 +40,7 @@ else()
     if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
         target_compile_definitions(QuarrydexBlake3Sources PRIVATE BLAKE3_USE_NEON=1)
     endif()
-    set_target_properties(QuarrydexBlake3Sources PROPERTIES POSITION_INDEPENDENT_CODE ON)
+    set_target_properties(QuarrydexBlake3Sources PROPERTIES
+        POSITION_INDEPENDENT_CODE ON UNITY_BUILD OFF)
     target_link_libraries(QuarrydexBlake3 INTERFACE QuarrydexBlake3Sources)
 endif()

@@ -10,23 +10,24 @@ namespace {
 constexpr std::size_t rowsBetweenStaleChecks = 65'536;
 
 /// The ids of one volume that are still to be placed.
-struct Cursor {
+struct VolumeCursor {
     std::uint32_t volume;
     const VolumeIndex* index;
     std::span<const EntryId> rest;
 };
 
-std::vector<Row> concatenate(std::span<const Cursor> cursors, std::size_t total) {
+std::vector<Row> concatenate(std::span<const VolumeCursor> cursors, std::size_t total) {
     std::vector<Row> rows;
     rows.reserve(total);
-    for (const Cursor& cursor : cursors)
+    for (const VolumeCursor& cursor : cursors)
         for (EntryId id : cursor.rest)
             rows.push_back(makeRow(cursor.volume, id));
     return rows;
 }
 
 /// The cursor whose head comes first; of equal heads the earliest.
-std::vector<Cursor>::iterator first(std::vector<Cursor>& cursors, SortKey key, bool desc) {
+std::vector<VolumeCursor>::iterator
+first(std::vector<VolumeCursor>& cursors, SortKey key, bool desc) {
     auto best = cursors.begin();
     for (auto it = std::next(best); it != cursors.end(); ++it) {
         const EntryId head = it->rest.front();
@@ -44,7 +45,7 @@ std::vector<Row> merge(std::span<const std::shared_ptr<VolumeIndex>> indexes,
                        std::span<const std::vector<EntryId>> lists,
                        SortKey key,
                        const MergeOptions& options) {
-    std::vector<Cursor> cursors;
+    std::vector<VolumeCursor> cursors;
     std::size_t total = 0;
     for (std::size_t v = 0; v < lists.size(); ++v) {
         if (!lists[v].empty())

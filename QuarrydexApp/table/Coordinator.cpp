@@ -17,12 +17,12 @@ namespace quarrydex {
 
 namespace {
 
-using Item = ResultsTable::Coordinator::Item;
+using TableItem = ResultsTable::Coordinator::Item;
 
-std::vector<std::string> pathsOf(const std::vector<Item>& items) {
+std::vector<std::string> pathsOf(const std::vector<TableItem>& items) {
     std::vector<std::string> out;
     out.reserve(items.size());
-    for (const Item& item : items)
+    for (const TableItem& item : items)
         out.push_back(item.path);
     return out;
 }
@@ -32,10 +32,10 @@ QPixmap dragPicture(const QWidget& view, std::size_t count) {
     const QString text = grouped(count);
     const QRect box(0, 0, view.fontMetrics().horizontalAdvance(text) + 16,
                     view.fontMetrics().height() + 6);
-    QPixmap picture(box.size() * view.devicePixelRatioF());
-    picture.setDevicePixelRatio(view.devicePixelRatioF());
-    picture.fill(Qt::transparent);
-    QPainter painter(&picture);
+    QPixmap pixmap(box.size() * view.devicePixelRatioF());
+    pixmap.setDevicePixelRatio(view.devicePixelRatioF());
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
     painter.setBrush(view.palette().color(QPalette::Highlight));
@@ -43,7 +43,7 @@ QPixmap dragPicture(const QWidget& view, std::size_t count) {
     painter.setPen(view.palette().color(QPalette::HighlightedText));
     painter.setFont(view.font());
     painter.drawText(box, Qt::AlignCenter, text);
-    return picture;
+    return pixmap;
 }
 
 } // namespace
@@ -60,7 +60,7 @@ ResultsTable::Coordinator::~Coordinator() {
 
 // --- What is selected ---------------------------------------------------------------------------
 
-Item ResultsTable::Coordinator::item(const ShownResults& results, std::size_t at) const {
+TableItem ResultsTable::Coordinator::item(const ShownResults& results, std::size_t at) const {
     const ShownRow row = results.row(at);
     return {.volume = results.set()->vols[rowVolume(results.rows()[at])],
             .index = results.indexes()[rowVolume(results.rows()[at])],
@@ -70,8 +70,8 @@ Item ResultsTable::Coordinator::item(const ShownResults& results, std::size_t at
             .isFolder = row.isFolder()};
 }
 
-std::vector<Item> ResultsTable::Coordinator::selectedItems(std::size_t limit) const {
-    std::vector<Item> out;
+std::vector<TableItem> ResultsTable::Coordinator::selectedItems(std::size_t limit) const {
+    std::vector<TableItem> out;
     const ShownResults& results = table_.shown();
     for (const RowSelection::Range& range : table_.selected().ranges())
         for (std::size_t at = range.begin; at < range.end; ++at) {
@@ -83,8 +83,8 @@ std::vector<Item> ResultsTable::Coordinator::selectedItems(std::size_t limit) co
     return out;
 }
 
-std::vector<Item> ResultsTable::Coordinator::previewItems() const {
-    return offlineVolume() != nullptr ? std::vector<Item>() : selectedItems();
+std::vector<TableItem> ResultsTable::Coordinator::previewItems() const {
+    return offlineVolume() != nullptr ? std::vector<TableItem>() : selectedItems();
 }
 
 const VolumeState* ResultsTable::Coordinator::offlineVolume() const {
@@ -151,7 +151,7 @@ void ResultsTable::Coordinator::openSelected() {
                 });
 }
 
-void ResultsTable::Coordinator::open(const std::vector<Item>& items) {
+void ResultsTable::Coordinator::open(const std::vector<TableItem>& items) {
     services_.opener.open(pathsOf(items), failureTeller());
 }
 
@@ -167,12 +167,12 @@ void ResultsTable::Coordinator::quickLook() {
         Q_EMIT table_.quickLookRequested();
 }
 
-std::unique_ptr<QMimeData> ResultsTable::Coordinator::mimeData(const std::vector<Item>& items,
+std::unique_ptr<QMimeData> ResultsTable::Coordinator::mimeData(const std::vector<TableItem>& items,
                                                                std::size_t urlLimit) {
     auto data = std::make_unique<QMimeData>();
     QStringList lines;
     QList<QUrl> urls;
-    for (const Item& item : items) {
+    for (const TableItem& item : items) {
         lines += qt(item.path);
         if (items.size() <= urlLimit)
             urls += fileUrl(item.path);
@@ -199,7 +199,7 @@ std::unique_ptr<QMimeData> ResultsTable::Coordinator::dragData() const {
     if (table_.selected().count() > mostAtOnce)
         return nullptr;
     auto items = selectedItems();
-    std::erase_if(items, [](const Item& item) { return item.volume->offline; });
+    std::erase_if(items, [](const TableItem& item) { return item.volume->offline; });
     return items.empty() ? nullptr : mimeData(items, mostAtOnce);
 }
 

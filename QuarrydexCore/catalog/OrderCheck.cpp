@@ -36,7 +36,7 @@ bool isComplete(const fidx& store, const PermEntry& order) {
 }
 
 /// As std::strcmp of the folded names, within their bounds.
-int compareNames(const fidx& store, EntryId a, EntryId b) {
+int compareBounded(const fidx& store, EntryId a, EntryId b) {
     const auto name = [&](EntryId id) {
         return std::string_view(store.folded + store.name_off[id], fidx_name_length(store, id));
     };
@@ -45,7 +45,7 @@ int compareNames(const fidx& store, EntryId a, EntryId b) {
 
 int compareKeys(const fidx& store, SortKey key, EntryId a, EntryId b) {
     if (key == SortKey::name)
-        return compareNames(store, a, b);
+        return compareBounded(store, a, b);
     const std::uint64_t valueA = valueOf(store, key, a);
     const std::uint64_t valueB = valueOf(store, key, b);
     return valueA < valueB ? -1 : valueA > valueB ? 1 : 0;
@@ -110,7 +110,7 @@ class NeighbourCheck {
 /// siblings by name: every row's folder stands on the way to the row before it.
 bool isTreeOrder(const fidx& store, std::span<const EntryId> ids) {
     const auto isBefore = [&](EntryId a, EntryId b) {
-        const int order = compareNames(store, a, b);
+        const int order = compareBounded(store, a, b);
         return order != 0 ? order < 0 : a < b;
     };
     std::vector<EntryId> way; // from a root down to the last row

@@ -21,7 +21,7 @@ struct Repetition {
 };
 
 /// One open group, or the whole pattern.
-struct Group {
+struct SyntaxGroup {
     std::string longest; ///< literal of the alternative being read, complete runs only
     std::string run;     ///< bytes that must stand right before what is read next
     bool hasAlternatives = false;
@@ -94,7 +94,7 @@ class Examiner {
     }
 
     void nextAlternative() {
-        Group& group = groups_.back();
+        SyntaxGroup& group = groups_.back();
         group.endRun();
         group.longest.clear();
         group.hasAlternatives = true;
@@ -104,9 +104,9 @@ class Examiner {
     }
 
     void closeGroup() {
-        Group inner = std::move(groups_.back());
+        SyntaxGroup inner = std::move(groups_.back());
         groups_.pop_back();
-        Group& group = groups_.back();
+        SyntaxGroup& group = groups_.back();
         group.endRun();
         const Repetition repetition = readRepetition();
         addSize(inner.parts, inner.anchors, repetition);
@@ -115,7 +115,7 @@ class Examiner {
     }
 
     void addByte(char c) {
-        Group& group = groups_.back();
+        SyntaxGroup& group = groups_.back();
         const Repetition repetition = readRepetition();
         addSize(1, 0, repetition);
         if (repetition.isRequired)
@@ -239,7 +239,7 @@ class Examiner {
     }
 
     void addSize(std::size_t parts, std::size_t anchors, const Repetition& repetition) {
-        Group& group = groups_.back();
+        SyntaxGroup& group = groups_.back();
         const std::size_t operators = repetition.isPlain ? 0 : 2;
         group.parts = std::min(group.parts + (parts + operators) * repetition.copies, manyParts);
         group.anchors = std::min(group.anchors + anchors * repetition.anchorFactor, manyParts);
@@ -258,7 +258,7 @@ class Examiner {
     }
 
     std::string_view rest_; ///< of the pattern, not yet read
-    std::vector<Group> groups_ = std::vector<Group>(1);
+    std::vector<SyntaxGroup> groups_ = std::vector<SyntaxGroup>(1);
     bool isSound_ = true;
 };
 

@@ -140,8 +140,8 @@ std::string linkToDevice(const std::string& folder, std::uint64_t device) {
 
 bool isOnLoopDevice(const std::string& sysBlock, std::uint64_t device) {
     constexpr unsigned loopMajor = 7;
-    constexpr int maxDepth = 8;
-    return major(device) == loopMajor || isOnLoop(sysBlock, sysFolder(sysBlock, device), maxDepth);
+    constexpr int maxLoops = 8; // images within images
+    return major(device) == loopMajor || isOnLoop(sysBlock, sysFolder(sysBlock, device), maxLoops);
 }
 
 } // namespace quarrydex

@@ -41,12 +41,15 @@ FolderSweep::Finding FolderSweep::examine(EntryId id, const std::string& path) c
         return error == ENOENT || error == ENOTDIR ? Finding::differs : Finding::same;
     if (status.type != ObjectType::folder)
         return Finding::differs;
-    if (fidx_seconds(status.birthTime) != index_.ctime(id))
+    const auto isRecent = [&](std::int64_t time) {
+        return options_.reference && time >= *options_.reference - slackSeconds;
+    };
+    const bool wasMoved = status.moveTime != 0 && isRecent(status.moveTime);
+    if (wasMoved || fidx_seconds(status.birthTime) != index_.ctime(id))
         return Finding::replaced;
     const std::uint32_t known = index_.mtime(id);
-    const bool isTooRecent =
-        options_.reference && std::int64_t{known} >= *options_.reference - slackSeconds;
-    return isTooRecent || fidx_seconds(status.mtime) != known ? Finding::differs : Finding::same;
+    return isRecent(known) || fidx_seconds(status.mtime) != known ? Finding::differs
+                                                                  : Finding::same;
 }
 
 void FolderSweep::run(const SweepCalls& calls) const {

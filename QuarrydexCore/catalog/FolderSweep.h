@@ -8,6 +8,11 @@
 /// the start of the scan or reconcile, or the moment of the last event applied before it was saved.
 /// Roots always do, since their times are not kept.
 ///
+/// Another folder may have been put in a folder's place that was made and last changed in the same
+/// seconds, as those of one archive were. One that was moved since the reference therefore counts
+/// as another one, with all that it holds. (That it was moved is not to be seen any more once a
+/// name in it has changed too.)
+///
 /// Threads: run() by one thread at a time, beside searches but not beside a refresh. Changes
 /// nothing. Failure: a folder that the system refuses to examine counts as unchanged.
 #pragma once

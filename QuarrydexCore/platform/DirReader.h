@@ -51,6 +51,9 @@ struct PathStatus {
     std::uint64_t size{};
     std::int64_t mtime{};
     std::int64_t birthTime{};
+    /// When it was renamed, moved or given other rights, if nothing was written to it afterwards
+    /// (to a folder: no name in it changed); else 0.
+    std::int64_t moveTime{};
     std::uint64_t device{}; ///< number of the device it lies on
     ObjectType type{};
     bool isMountPoint{};

@@ -1,5 +1,6 @@
 #include "QuarrydexCore/catalog/DeepPass.h"
 #include "QuarrydexCore/catalog/VolumeIndex.h"
+#include "QuarrydexCore/platform/Platform.h"
 
 #include "tests/fakes/FakeDirReader.h"
 #include "tests/support/FileStorm.h"
@@ -83,6 +84,36 @@ TEST_F(ReconcileTest, FoldersAsYoungAsTheReferenceAreReadWhateverTheirTime) {
                   c.listed)
             << c.reference;
     expectAsScanned(*index_);
+}
+
+TEST_F(ReconcileTest, FoldersMovedSinceTheReferenceAreReadWithAllBelow) {
+    reader_.addFolder("/r/old", "sub", {.mtime = 50, .birthTime = 1});
+    index_ = scanned();
+    reader_.add("/r/old/sub", "other", aFile); // of a twin in its place
+    reader_.moveTimes["/r/old"] = 997;
+    EXPECT_EQ(index_->reconcileByFolderMtime({.reference = 1000}).added, 0U);
+    EXPECT_EQ(index_->reconcileByFolderMtime({}).added, 0U);
+    EXPECT_EQ(index_->reconcileByFolderMtime({.reference = 999}).added, 1U);
+    expectAsScanned(*index_);
+}
+
+TEST(FolderTimesTest, TheSystemTellsAMoveFromAChangeOfNames) {
+    TempTree tree;
+    tree.folder("place/inside");
+    const auto moveTime = [&] {
+        PathStatus status;
+        EXPECT_EQ(systemPlatform().dirReader.status(tree.path("place"), status), 0);
+        return status.moveTime;
+    };
+    EXPECT_EQ(moveTime(), 0);
+    const std::int64_t before = systemPlatform().clock.now();
+    while (moveTime() == 0) { // until the clock of the file system has gone on
+        tree.rename("place", "away");
+        tree.rename("away", "place");
+    }
+    EXPECT_NEAR(static_cast<double>(moveTime()), static_cast<double>(before), 2);
+    tree.file("place/new", 1);
+    EXPECT_EQ(moveTime(), 0);
 }
 
 TEST_F(ReconcileTest, MissingRootChangesNothing) {

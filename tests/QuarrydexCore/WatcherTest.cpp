@@ -1,3 +1,4 @@
+#include "QuarrydexCore/platform/Platform.h"
 #include "QuarrydexCore/watch/VolumeWatcher.h"
 
 #include "tests/fakes/FakeChangeStream.h"
@@ -224,7 +225,8 @@ TEST_F(WatcherTest, SweepReportsWhatDiffersFromTheCatalogue) {
         tree_.setTimes(folder, past);
     index_->refresh(std::vector{tree_.path(), tree_.path("a"), tree_.path("b"), tree_.path("b/c")},
                     {});
-    open({.since = static_cast<std::uint64_t>(past + 100) * second});
+    const auto now = static_cast<std::uint64_t>(systemPlatform().clock.now());
+    open({.since = (now + 100) * second});
     tree_.setTimes("b/c", past + 1);
     std::vector<std::string> differing;
     streams_.opened()[0].sweep({.enter = {}, .differs = [&](const std::string& folder, bool) {

@@ -23,7 +23,8 @@ class FakeDirReader final : public DirReader {
         int error = 0; ///< returned after the children
     };
 
-    std::map<std::string, Folder> folders; ///< by path; any other path is ENOENT
+    std::map<std::string, Folder> folders;         ///< by path; any other path is ENOENT
+    std::map<std::string, std::int64_t> moveTimes; ///< by path; of any other path 0
 
     /// A folder's record; its own children are added under its path.
     void addFolder(const std::string& folder, const std::string& name, DirChild child = {}) {
@@ -71,6 +72,7 @@ class FakeDirReader final : public DirReader {
             out = {.size = child.size,
                    .mtime = child.mtime,
                    .birthTime = child.birthTime,
+                   .moveTime = moveTimes.contains(path) ? moveTimes.at(path) : 0,
                    .device = 1,
                    .type = child.type,
                    .isMountPoint = child.isMountPoint};

@@ -263,6 +263,16 @@ void FileStorm::moveKnown(const std::string& from, const std::string& to) {
         moved.push_back(to + it->substr(from.size()));
     forget(from);
     folders_.insert(std::make_move_iterator(moved.begin()), std::make_move_iterator(moved.end()));
+    if (!options_.writesInPlace)
+        markArrived(to);
+}
+
+/// The folders inside count as moved like the one that holds them. Otherwise they look like others
+/// of the same seconds that stood there before, once a name in the one above them has changed.
+void FileStorm::markArrived(const std::string& path) {
+    for (auto it = folders_.lower_bound(path + "/");
+         it != folders_.end() && it->starts_with(path + "/"); ++it)
+        (void)::chmod(it->c_str(), 0755);
 }
 
 void FileStorm::forget(const std::string& path) {

@@ -6,6 +6,8 @@
 /// watcher must see them: those in which a name came, went or changed, and every folder of a
 /// subtree that arrived.
 ///
+/// Without writes in place, whatever happens can be told from the folders' times afterwards.
+///
 /// Threads: step() by one thread; takeTouched() by any.
 #pragma once
 
@@ -71,6 +73,7 @@ class FileStorm {
 
     void touchParent(const std::string& path);
     void touchTree(const std::string& path);
+    void markArrived(const std::string& path);
     void moveKnown(const std::string& from, const std::string& to);
     void forget(const std::string& path);
 

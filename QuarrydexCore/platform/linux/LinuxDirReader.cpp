@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -171,6 +172,11 @@ int LinuxDirReader::status(const std::string& path, PathStatus& out) const {
     out.size = out.type == ObjectType::file ? st.stx_size : 0;
     out.mtime = st.stx_mtime.tv_sec;
     out.birthTime = (st.stx_mask & STATX_BTIME) != 0 ? st.stx_btime.tv_sec : 0;
+    // What is written sets both times alike; a rename sets the time of the inode alone.
+    const auto inNs = [](const statx_timestamp& time) {
+        return std::pair(time.tv_sec, time.tv_nsec);
+    };
+    out.moveTime = inNs(st.stx_ctime) > inNs(st.stx_mtime) ? st.stx_ctime.tv_sec : 0;
     out.device = deviceOf(st);
     out.isMountPoint = out.type == ObjectType::folder && isMountPoint(st, 0);
     return 0;

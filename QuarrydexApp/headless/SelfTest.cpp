@@ -30,9 +30,10 @@ std::string oneDecimal(double value) {
     return text;
 }
 
-void printLine(const std::string& line) {
-    Output out(STDOUT_FILENO);
+/// At once, as the test takes a while.
+void printLine(Output& out, const std::string& line) {
     out.append(line + '\n');
+    out.flush();
 }
 
 std::uint64_t liveCount(const Model& model) {
@@ -42,61 +43,62 @@ std::uint64_t liveCount(const Model& model) {
     return total;
 }
 
-void printScanDone(const Model& model) {
+void printScanDone(Output& out, const Model& model) {
     double seconds = 0;
     std::string counts;
     for (const auto& volume : model.volumes()) {
         seconds += volume->seconds;
         counts += (counts.empty() ? "" : ", ") + volume->name + " " + std::to_string(volume->count);
     }
-    printLine("scan done in " + oneDecimal(seconds) + " s: " + std::to_string(liveCount(model)) +
-              " entries (" + counts + ")");
+    printLine(out, "scan done in " + oneDecimal(seconds) +
+                       " s: " + std::to_string(liveCount(model)) + " entries (" + counts + ")");
 }
 
 /// Searches again and again while the folders are being scanned.
-void searchWhileScanning(Session& session, const std::string& query) {
+void searchWhileScanning(Output& out, Session& session, const std::string& query) {
     Model& model = session.model();
     for (pump(200ms); model.anyScanning(); pump(200ms)) {
         const auto results = session.search({.query = query, .browseAll = true});
-        printLine("live: " + std::to_string(liveCount(model)) + " entries, " +
-                  std::to_string(results->total) + " hits while scanning (" +
-                  oneDecimal(results->searchMs) + " ms (search+full ordering)");
+        printLine(out, "live: " + std::to_string(liveCount(model)) + " entries, " +
+                           std::to_string(results->total) + " hits while scanning (" +
+                           oneDecimal(results->searchMs) + " ms (search+full ordering)");
     }
 }
 
-void timeQuery(Session& session, const std::string& query, SortKey key) {
+void timeQuery(Output& out, Session& session, const std::string& query, SortKey key) {
     Model& model = session.model();
     model.prepareSort(key);
     waitUntil(model, [&] { return !model.sorting(); });
     const auto results = session.search({.query = query, .browseAll = true, .sortKey = key});
     pump(1500ms);
-    printLine("query '" + query + "' sort " + std::string(rawValue(key)) + ": " +
-              std::to_string(results->rows.size()) + " rows in " + oneDecimal(results->searchMs) +
-              " ms");
+    printLine(out, "query '" + query + "' sort " + std::string(rawValue(key)) + ": " +
+                       std::to_string(results->rows.size()) + " rows in " +
+                       oneDecimal(results->searchMs) + " ms");
 }
 
 } // namespace
 
 ExitStatus runSelfTest(const Options& options) {
+    Output out(STDOUT_FILENO);
     Session session(options, {.keepsOrders = true});
     session.model().startScans();
     const bool canSearch =
         !options.queries.empty() && !Session::queryFault(options.queries.front());
-    searchWhileScanning(session, canSearch ? options.queries.front() : "");
+    searchWhileScanning(out, session, canSearch ? options.queries.front() : "");
     session.reportFailures();
-    printScanDone(session.model());
+    printScanDone(out, session.model());
     pump(3s);
     for (const std::string& query : options.queries) {
         const auto fault = Session::queryFault(query);
         for (SortKey key : allSortKeys) {
             if (fault)
-                printLine("query '" + query + "' sort " + std::string(rawValue(key)) + ": " +
-                          *fault);
+                printLine(out, "query '" + query + "' sort " + std::string(rawValue(key)) + ": " +
+                                   *fault);
             else
-                timeQuery(session, query, key);
+                timeQuery(out, session, query, key);
         }
     }
-    return session.hasFailures() ? ExitStatus::error : ExitStatus::success;
+    return !out.finish() || session.hasFailures() ? ExitStatus::error : ExitStatus::success;
 }
 
 } // namespace quarrydex

@@ -179,8 +179,11 @@ TEST_F(HeadlessTest, ReaderThatLeavesEndsTheOutputQuietly) {
 }
 
 TEST_F(HeadlessTest, OutputThatCannotBeWrittenIsAnError) {
-    for (const std::vector<std::string>& mode : std::vector<std::vector<std::string>>{
-             {"--list", "one"}, {"--explain", tree.path("notes.txt")}, {"--help"}}) {
+    for (const std::vector<std::string>& mode :
+         std::vector<std::vector<std::string>>{{"--list", "one"},
+                                               {"--explain", tree.path("notes.txt")},
+                                               {"--help"},
+                                               {"--selftest"}}) {
         std::vector<std::string> arguments = {"-c", "exec \"$0\" \"$@\" >/dev/full", QDX_PROGRAM,
                                               "--root", tree.path()};
         arguments.insert(arguments.end(), mode.begin(), mode.end());

@@ -56,8 +56,8 @@ constexpr ProtectedRule rules[] = {
     {"/usr/**"},
 };
 
-/// The rules for a home that is not below the usual folders, relative to it.
-constexpr std::string_view homeRules[] = {"", "/~", "/Templates", "/Videos"};
+/// The rules for what lies in a home that is not below the usual folders, relative to it.
+constexpr std::string_view homeRules[] = {"/~", "/Templates", "/Videos"};
 
 constexpr std::string_view standardFolders[] = {"Desktop",      "Documents", "Downloads", "Library",
                                                 "Movies",       "Music",     "Pictures",  "Public",

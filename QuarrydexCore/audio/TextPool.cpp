@@ -38,7 +38,7 @@ std::uint32_t TextPool::append(std::string_view text) {
     }
     if (memory_ == nullptr) {
         memory_ = std::make_shared<Mapping>(Mapping::reserve(maxBytes));
-        bytes_ = std::string_view(static_cast<const char*>(memory_->data()), 0);
+        bytes_ = {};
     }
     if (bytes_.empty() || bytes_.back() != '\0')
         appendTerminated({});

@@ -100,12 +100,10 @@ class OutlinedStyle final : public QProxyStyle {
                        QPainter* painter,
                        const QWidget* widget) const override {
         QProxyStyle::drawPrimitive(element, option, painter, widget);
-        if (element == PE_IndicatorCheckBox)
+        if (element == PE_IndicatorCheckBox || element == PE_FrameLineEdit)
             outline(*option, *painter, 2);
         else if (element == PE_IndicatorRadioButton)
             outline(*option, *painter, option->rect.width() / 2.0);
-        else if (element == PE_FrameLineEdit)
-            outline(*option, *painter, 2);
     }
 
     void drawComplexControl(ComplexControl control,

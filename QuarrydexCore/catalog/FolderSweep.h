@@ -10,8 +10,8 @@
 ///
 /// Another folder may have been put in a folder's place that was made and last changed in the same
 /// seconds, as those of one archive were. One that was moved since the reference therefore counts
-/// as another one, with all that it holds. (That it was moved is not to be seen any more once a
-/// name in it has changed too.)
+/// as another one, with all that it holds. Once a name in it has changed too, the move cannot be
+/// seen any more; folders in it that look as before are then left to the DeepPass.
 ///
 /// Threads: run() by one thread at a time, beside searches but not beside a refresh. Changes
 /// nothing. Failure: a folder that the system refuses to examine counts as unchanged.
